@@ -1,0 +1,80 @@
+#include "netbase/dnsexchange.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <memory>
+#include <new>
+
+#include "netbase/cnetbase.h"
+
+namespace {
+
+using CMessage = std::unique_ptr<unsigned char[]>;
+
+CMessage new_message() {
+    return CMessage(new (std::nothrow) unsigned char[dns_message_max]());
+}
+
+int send_query(int family, int qtype, int sock, const char* host, int id, const sockaddr* server) {
+    const CMessage query = new_message();
+    if (query == nullptr)
+        return -1;
+    const int length = kadns_fill_dnsquery(query.get(), dns_message_max, host, id, qtype);
+    if (length < 1)
+        return -1;
+    const ssize_t sent = sendto(sock, query.get(), static_cast<size_t>(length), 0, server,
+                                CSockAddr::lengthOf(family));
+    return sent < 0 ? -1 : 0;
+}
+
+int address_query_type(int family) {
+    return family == AF_INET ? DNS_TYPE_A : family == AF_INET6 ? DNS_TYPE_AAAA : 0;
+}
+
+}  // namespace
+
+int kadns_send_query(int family, int sock, const char* host, int id, const sockaddr* server) {
+    return send_query(family, address_query_type(family), sock, host, id, server);
+}
+
+int kadns_send_srv_query(int family, int sock, const char* host, int id, const sockaddr* server) {
+    return send_query(family, DNS_TYPE_SRV, sock, host, id, server);
+}
+
+int kadns_recv_response(int family, int sock, int id, int timeout, hostent* out) {
+    if (timeout < 0)
+        return -1;
+    timeval span;
+    _usecs2timeval(timeout, &span);
+    const timeval deadline = ka_tv_add(ka_now(), span);
+    const CMessage response = new_message();
+    if (response == nullptr)
+        return -1;
+
+    timeval left;
+    while (ka_time_left(deadline, ka_now(), &left)) {
+        const EWait waited = ka_wait(sock, POLLIN, &left);
+        if (CNetBase::isExecExit() || waited == EWait::failed)
+            return -1;
+        // The datagram may be gone by now (a bad checksum), hence no blocking read.
+        const ssize_t length =
+            waited == EWait::ready ? recv(sock, response.get(), dns_message_max, MSG_DONTWAIT) : 0;
+        if (length > 0 &&
+            kadns_parse_dnsres(family, response.get(), static_cast<int>(length), id, out) == 0)
+            return 0;
+        if (CNetBase::isExecExit())
+            return -1;
+    }
+    return -1;
+}
+
+bool kadns_exchange(KadnsSend send_query, int family, int sock, const char* host,
+                    const sockaddr* server, int timeout, hostent* record) {
+    const int id = std::rand();  // NOLINT: unseeded, so that runs are alike
+    if (CNetBase::isExecExit() || send_query(family, sock, host, id, server) != 0 ||
+        CNetBase::isExecExit())
+        return false;
+    kadns_recv_response(family, sock, id, timeout, record);
+    // The record tells more than the result: an accepted response may lack the question.
+    return record->h_name != nullptr && record->h_name[0] != '\0';
+}

@@ -1,0 +1,39 @@
+// The result record: one line of key and value pairs that the device's other software reads.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+
+#include "netbase/descriptor.h"
+
+/// One field of a record: its key and the character between key and value.
+struct SRecordField {
+    const char* key;
+    char separator;
+};
+
+/// Longest record text, its terminating NUL included.
+constexpr size_t record_text_size = 512;
+
+using CRecordText = std::array<char, record_text_size>;
+
+/// Formats `count` fields with their values, in decimal, joined by commas.
+CRecordText ka_format_record(const SRecordField* fields, const int64_t* values, size_t count);
+
+/// A record file that is being rewritten. Opening it empties it, so that a reader sees an empty
+/// file or a whole record, never a part of one.
+class CRecordFile {
+  public:
+    /// Prints "File error setup save!" when the file can't be opened.
+    explicit CRecordFile(const char* path);
+
+    bool isOpen() const { return m_stream != nullptr; }
+
+    /// Writes the text and its NUL at once and closes the file; does nothing when it is not open.
+    /// The traces printed so far are brought out with it.
+    void write(const CRecordText& text);
+
+  protected:
+    CStream m_stream;
+};
