@@ -1,0 +1,128 @@
+// Response head and reception.
+#include <strings.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include "httptest/cnettest_httpbase.h"
+#include "httptest/httphead.h"
+#include "netbase/textvalue.h"
+
+namespace {
+
+bool is_named(std::string_view name, std::string_view wanted) {
+    return name.size() == wanted.size() &&
+           strncasecmp(name.data(), wanted.data(), wanted.size()) == 0;
+}
+
+/// Stores a value; one that is too long leaves what was stored before.
+template <size_t N>
+void store_value(std::string_view value, char (&field)[N]) {
+    if (value.data() != nullptr && value.size() < N)
+        ka_copy_text(field, value);
+}
+
+struct SStatusLine {
+    int code;
+    std::string_view reason;
+};
+
+bool parse_status_line(std::string_view line, SStatusLine* status) {
+    constexpr std::string_view version = "HTTP/";
+    const std::string_view protocol = httphd_next_token(&line, " \t");
+    const std::string_view code = httphd_next_token(&line, " \t");
+    if (protocol.empty() || code.empty() || line.empty())
+        return false;
+    if (protocol.substr(0, version.size()) != version)
+        return false;
+    status->code = ka_text_to_int(code.data());  // a separator ends it
+    status->reason = line;
+    return true;
+}
+
+}  // namespace
+
+int httphd_find_tail(const char* buf, int len, const char** tail) {
+    constexpr std::string_view end = "\r\n\r\n";
+    std::string_view text(buf, len > 0 ? static_cast<size_t>(len) : 0);
+    text = text.substr(0, text.find('\0'));
+    const size_t at = text.find(end);
+    const bool found = at != std::string_view::npos;
+    if (tail != nullptr)
+        *tail = found ? buf + at + end.size() : nullptr;
+    return found ? 1 : 0;
+}
+
+char* httphd_get_line(const char* text, int len, const char** begin, const char** next) {
+    constexpr std::string_view ends("\n\0", 2);
+    const std::string_view rest(text, len > 0 ? static_cast<size_t>(len) : 0);
+    size_t length = std::min(rest.find_first_of(ends), rest.size());
+    size_t consumed = length;
+    if (length < rest.size() && rest[length] == '\n') {
+        ++consumed;
+        if (length > 0 && rest[length - 1] == '\r')
+            --length;
+    }
+    if (begin != nullptr)
+        *begin = text;
+    if (next != nullptr)
+        *next = text + consumed;
+    return strndup(text, length);
+}
+
+std::string_view httphd_next_token(std::string_view* rest, const char* separators) {
+    rest->remove_prefix(std::min(rest->find_first_not_of(separators), rest->size()));
+    if (rest->empty())
+        return {};
+    const std::string_view token = rest->substr(0, rest->find_first_of(separators));
+    rest->remove_prefix(std::min(token.size() + 1, rest->size()));
+    return token;
+}
+
+int CNetTest_HttpBase::recvHttpReply(const timeval* timeout, char* buf, int len, int* closed,
+                                     int* error) {
+    for (int* flag : {closed, error}) {
+        if (flag != nullptr)
+            *flag = 0;
+    }
+    if (timeout == nullptr || buf == nullptr || len <= 0 || m_sockeHttp <= 0)
+        return -1;
+    if (ka_wait(m_sockeHttp, POLLIN, timeout) != EWait::ready)
+        return 0;
+    const ssize_t received = recv(m_sockeHttp, buf, static_cast<size_t>(len), 0);
+    if (received == 0 && closed != nullptr)
+        *closed = 1;
+    if (received < 0 && errno != EINTR && error != nullptr)
+        *error = 1;
+    return static_cast<int>(received);
+}
+
+int CNetTest_HttpBase::parseHttpHead(const char* head, int len) {
+    for (char* field : {m_szRespReason, m_szContentLength, m_szLocation})
+        *field = '\0';
+    int code = 0;
+    while (len > 0 && *head != '\0') {
+        const char* next = nullptr;
+        const HttpLine line(httphd_get_line(head, len, nullptr, &next));
+        len -= static_cast<int>(next - head);
+        head = next;
+        if (line == nullptr)
+            continue;
+        std::string_view rest(line.get());
+        if (code == 0) {
+            SStatusLine status;
+            if (!parse_status_line(rest, &status))
+                return -1;
+            code = status.code;
+            store_value(status.reason, m_szRespReason);
+            continue;
+        }
+        const std::string_view name = httphd_next_token(&rest, ": \t");
+        if (is_named(name, "Content-Length"))
+            store_value(httphd_next_token(&rest, " \t"), m_szContentLength);
+        else if (is_named(name, "Location"))
+            store_value(httphd_next_token(&rest, " \t"), m_szLocation);
+    }
+    return code;
+}

@@ -1,0 +1,314 @@
+// The run of an HTTP test: prepare, connect, request and head, body, redirect.
+#include <algorithm>
+#include <cinttypes>
+#include <cstring>
+
+#include "httptest/cnettest_httpbase.h"
+#include "httptest/httphead.h"
+#include "netbase/descriptor.h"
+#include "netbase/netstep.h"
+#include "netbase/textvalue.h"
+
+namespace {
+
+constexpr int default_http_port = 80;
+constexpr size_t buffer_min = 524288;
+constexpr size_t buffer_max = 16 * 1024 * 1024;
+constexpr timeval body_wait = {2, 0};
+
+bool is_moved(int code) {
+    return code == 301 || code == 302;
+}
+
+/// The receive buffer, which doubles while a head does not fit.
+class CReceiveBuffer {
+  public:
+    CReceiveBuffer() = default;
+    CReceiveBuffer(const CReceiveBuffer&) = delete;
+    CReceiveBuffer& operator=(const CReceiveBuffer&) = delete;
+    ~CReceiveBuffer() { std::free(m_data); }
+
+    /// Sizes the empty buffer. Its pages are touched here, not in the timed part of a run.
+    bool allocate(size_t size) {
+        m_data = static_cast<char*>(std::malloc(size));
+        if (m_data == nullptr)
+            return false;
+        std::memset(m_data, 0, size);
+        m_size = size;
+        return true;
+    }
+
+    /// Doubles the buffer, keeping its content; false, and unchanged, when it can't grow.
+    bool grow() {
+        if (m_size > buffer_max / 2)
+            return false;
+        auto* grown = static_cast<char*>(std::realloc(m_data, m_size * 2));
+        if (grown == nullptr)
+            return false;
+        m_data = grown;
+        m_size *= 2;
+        return true;
+    }
+
+    char* data() { return m_data; }
+    size_t size() const { return m_size; }
+
+  protected:
+    char* m_data = nullptr;
+    size_t m_size = 0;
+};
+
+/// Finds the end of a head that arrives in pieces, looking at each byte once.
+class CTailFinder {
+  public:
+    bool find(const char* buffer, size_t fill, const char** tail) {
+        const size_t from = m_seen - std::min<size_t>(m_seen, 3);
+        const auto length = static_cast<int>(fill - from);
+        const bool found = !m_ended && httphd_find_tail(buffer + from, length, tail) == 1;
+        // A NUL byte ends the search for good.
+        m_ended = m_ended || std::memchr(buffer + m_seen, '\0', fill - m_seen) != nullptr;
+        m_seen = fill;
+        return found;
+    }
+
+  protected:
+    size_t m_seen = 0;
+    bool m_ended = false;
+};
+
+}  // namespace
+
+struct CNetTest_HttpBase::SRun {
+    CReceiveBuffer buffer;
+    size_t fill = 0;    ///< bytes of the current response in the buffer
+    CTailFinder tail;   ///< the search for the end of the current head
+    timeval now{};      ///< latest clock reading: before a head receive, after a body receive
+    timeval headEnd{};  ///< deadline of the head
+    int code = -1;      ///< status code of the current response
+};
+
+int CNetTest_HttpBase::connectHttpServ() {
+    const bool inet6 = m_stHttpBaseConfig.use_inet6 != 0;
+    const CSockAddr server = inet6 ? CSockAddr::inet6(m_in6HttpAddr, m_iHttpPort)
+                                   : CSockAddr::inet4(m_in4HttpAddr, m_iHttpPort);
+    m_sockeHttp = openFamilySocket(server.family(), SOCK_STREAM);
+    return connectOrClose(m_sockeHttp, server, m_stHttpBaseConfig.conn_timeout);
+}
+
+int CNetTest_HttpBase::onMainLoop() {
+    SRun run;
+    if (beginRun(run) == 0) {
+        while (runRequest(run) == 0 && followRedirect(run)) {
+        }
+    }
+    reportHttpTestResult(false);
+    return 0;
+}
+
+int CNetTest_HttpBase::beginRun(SRun& run) {
+    g_bhttps = false;
+    const size_t size =
+        static_cast<size_t>(std::max(m_stHttpBaseConfig.buff_size, static_cast<int>(buffer_min)));
+    printf("buff_size is %zu\n", size);
+    if (!run.buffer.allocate(size))
+        return -1;
+    puts("onMainLoop 1");
+    resetHttpSession(m_stHttpBaseConfig.url);
+    m_tvTestStart = ka_now();
+    reportHttpTestResult(true);
+    if (isExecExit())
+        return -1;
+    puts("onMainLoop 2");
+    return 0;
+}
+
+int CNetTest_HttpBase::runRequest(SRun& run) {
+    run.fill = 0;
+    run.tail = {};
+    ka_close_socket(m_sockeHttp);
+    if (prepareRequest() != 0 || connectServer() != 0 || sendRequest(run) != 0 ||
+        receiveHead(run) != 0 || receiveBody(run) != 0)
+        return -1;
+    ka_step_pass(m_eStepDownload);
+    puts("onMainLoop 15");
+    return 0;
+}
+
+int CNetTest_HttpBase::prepareRequest() {
+    ka_step_start(m_eStepPrepare);
+    if (parseHttpURL() != 0)
+        return ka_step_fail(m_eStepPrepare);
+    if (isExecExit())
+        return -1;
+    if (resolveServer() != 0)
+        return ka_step_fail(m_eStepPrepare, m_bDnsFail);
+    puts("onMainLoop 4");
+    m_iHttpPort = m_szPortReq[0] != '\0' ? ka_text_to_int(m_szPortReq) : default_http_port;
+    ka_step_pass(m_eStepPrepare);
+    return isExecExit() ? -1 : 0;
+}
+
+int CNetTest_HttpBase::resolveServer() {
+    return m_stHttpBaseConfig.use_inet6 != 0
+               ? resolveIn6Addr(m_szHostReq, &m_in6HttpAddr, &m_tvDnsStart, &m_tvDnsEnd)
+               : resolveIn4Addr(m_szHostReq, &m_in4HttpAddr, &m_tvDnsStart, &m_tvDnsEnd);
+}
+
+int CNetTest_HttpBase::connectServer() {
+    puts("onMainLoop 5");
+    ka_step_start(m_eStepConnect);
+    reportHttpTestResult(true);
+    m_tvConnStart = ka_now();
+    if (connectHttpServ() != 0)
+        return ka_step_fail(m_eStepConnect, m_bConnFail);
+    puts("onMainLoop 6");
+    m_tvConnEnd = ka_now();
+    ka_step_pass(m_eStepConnect);
+    return isExecExit() ? -1 : 0;
+}
+
+int CNetTest_HttpBase::sendRequest(SRun& run) {
+    ka_step_start(m_eStepGetHead);
+    reportHttpTestResult(true);
+    m_tvReqStart = ka_now();
+    if (sendHttpGet() != 0)
+        return ka_step_fail(m_eStepGetHead);
+    puts("onMainLoop 7");
+    run.headEnd = ka_tv_add(ka_now(), m_stHttpBaseConfig.head_timeout);
+    return 0;
+}
+
+int CNetTest_HttpBase::receiveHead(SRun& run) {
+    const char* tail = nullptr;
+    do {
+        if (receiveHeadPart(run) != 0)
+            return -1;
+        puts("onMainLoop 9");
+        const bool found = run.tail.find(run.buffer.data(), run.fill, &tail);
+        printf("rev size is %zu,buff size is %zu\n", run.fill, run.buffer.size());
+        if (found)
+            break;
+        if (run.fill == run.buffer.size() ? !run.buffer.grow() : isExecExit())
+            return -1;
+    } while (true);
+
+    m_tvHeadEnd = ka_now();
+    m_iHeadSize = tail - run.buffer.data();
+    ka_step_pass(m_eStepGetHead);
+    takeHead(run);
+    return 0;
+}
+
+int CNetTest_HttpBase::receiveHeadPart(SRun& run) {
+    run.now = ka_now();
+    timeval left;
+    if (!ka_time_left(run.headEnd, run.now, &left))
+        return ka_step_fail(m_eStepGetHead);
+    puts("onMainLoop 8");
+    int closed = 0;
+    int error = 0;
+    const int received =
+        recvHttpReply(&left, run.buffer.data() + run.fill,
+                      static_cast<int>(run.buffer.size() - run.fill), &closed, &error);
+    if (received == 0 || error != 0) {
+        m_bPeerClosed = m_bPeerClosed || closed != 0;
+        m_bRecvError = m_bRecvError || error != 0;
+        return ka_step_fail(m_eStepGetHead);
+    }
+    run.fill += received > 0 ? static_cast<size_t>(received) : 0;
+    return 0;
+}
+
+void CNetTest_HttpBase::takeHead(SRun& run) {
+    run.code = parseHttpHead(run.buffer.data(), static_cast<int>(m_iHeadSize));
+    printf("head parsed!(Content-Length=%s)\n", m_szContentLength);
+    printf("http_code is %d\n", run.code);
+    printf("response header is %.*s\n", static_cast<int>(run.fill), run.buffer.data());
+    run.fill -= static_cast<size_t>(m_iHeadSize);
+}
+
+int CNetTest_HttpBase::receiveBody(SRun& run) {
+    startBody(run);
+    while (!m_bTranDone) {
+        printf("in 1 m_iGetTransSize is %" PRId64 ",m_iDataRecvSize is %" PRId64 "\n",
+               m_iGetTransSize, m_iDataRecvSize);
+        if (is_moved(run.code))
+            m_iGetTransSize = m_iDataRecvSize + 1;  // one more receive shows whether a body comes
+        if ((m_iGetTransSize < 0 || m_iDataRecvSize < m_iGetTransSize) && receiveBodyPart(run) != 0)
+            return -1;
+        printf("m_iGetTransSize is %" PRId64 ",m_iDataRecvSize is %" PRId64 "\n", m_iGetTransSize,
+               m_iDataRecvSize);
+        if (m_iGetTransSize >= 0 && m_iDataRecvSize >= m_iGetTransSize)
+            m_bTranDone = true;
+        if (isExecExit())
+            return -1;
+        sampleBody(run);
+    }
+    return 0;
+}
+
+void CNetTest_HttpBase::startBody(SRun& run) {
+    puts("onMainLoop 10");
+    m_iGetTransSize = m_szContentLength[0] != '\0' ? ka_text_to_int64(m_szContentLength) : -1;
+    ka_step_start(m_eStepDownload);
+    m_iDataRecvSize = static_cast<int64_t>(run.fill);
+    // The body's first bytes may have come with the head, so the clock runs from before that.
+    startTransfer(run.now);
+    m_tvTranEnd = m_tvTranStart;
+    onTranExStart(&m_tvTranStart);
+}
+
+int CNetTest_HttpBase::receiveBodyPart(SRun& run) {
+    int closed = 0;
+    int error = 0;
+    const int received =
+        recvHttpReply(&body_wait, run.buffer.data(), m_stHttpBaseConfig.buff_size, &closed, &error);
+    printf("the recv_size is %d\n", received);
+    run.now = ka_now();
+    if (is_moved(run.code)) {
+        if (received > 0)
+            run.code = 200;  // the redirect has a body of its own: that is what is measured
+        m_bTranDone = true;
+    } else if (judgeBodyPart(closed != 0, error != 0) != 0) {
+        return -1;
+    }
+    puts("onMainLoop 13");
+    m_tvTranEnd = run.now;
+    if (received > 0)
+        m_iDataRecvSize += received;
+    return 0;
+}
+
+int CNetTest_HttpBase::judgeBodyPart(bool closed, bool error) {
+    if (closed && m_iGetTransSize >= 0)
+        return ka_step_fail(m_eStepDownload, m_bPeerClosed);
+    if (closed)
+        m_bTranDone = true;  // the close is the end of a body of unknown size
+    puts("onMainLoop 11");
+    if (error)
+        return ka_step_fail(m_eStepDownload, m_bRecvError);
+    puts("onMainLoop 12");
+    return 0;
+}
+
+void CNetTest_HttpBase::sampleBody(const SRun& run) {
+    const bool due = isSampleDue(run.now);
+    if (m_bTranDone || due)
+        httpTranStat(&run.now);
+    if (!m_bTranDone && due)
+        reportHttpTestResult(true);
+}
+
+bool CNetTest_HttpBase::followRedirect(const SRun& run) {
+    if (std::strstr(m_szLocation, "https") != nullptr)
+        g_bhttps = true;
+    if (run.code < 300 || run.code > 399 || m_szLocation[0] == '\0') {
+        puts("onMainLoop 16");
+        return false;
+    }
+    ka_copy_text(g_szHostReq, m_szLocation);
+    const timeval test_start = m_tvTestStart;
+    resetHttpSession(g_szHostReq);
+    m_tvTestStart = test_start;
+    return true;
+}
