@@ -1,0 +1,140 @@
+// The FTP data channel.
+#include <arpa/inet.h>
+
+#include <cerrno>
+
+#include "ftptest/cnettest_ftpbase.h"
+#include "ftptest/ftptext.h"
+#include "netbase/descriptor.h"
+#include "netbase/netstep.h"
+
+namespace {
+
+constexpr int code_port_ok = 200;
+constexpr int code_passive = 227;
+constexpr timeval accept_wait = {5, 0};
+constexpr int listen_backlog = 1;
+
+/// Waits for a socket to become readable, taking up an interrupted wait again with the time left.
+bool wait_connection(int sock) {
+    const timeval deadline = ka_tv_add(ka_now(), accept_wait);
+    timeval left = accept_wait;
+    EWait waited = EWait::interrupted;
+    while (waited == EWait::interrupted && !CNetBase::isExecExit() &&
+           ka_time_left(deadline, ka_now(), &left))
+        waited = ka_wait(sock, POLLIN, &left);
+    return waited == EWait::ready;
+}
+
+}  // namespace
+
+int CNetTest_FtpBase::onPassiveMode() {
+    FtpReply reply{};
+    const int code = exchange("PASV", nullptr, m_stFtpBaseConfig.resp_timeout, reply);
+    std::array<unsigned int, 6> n{};
+    if (code != code_passive || !ftp_parse_pasv(ftp_reply_text(reply), &n))
+        return ka_step_fail(m_eStepCtrlAuth, m_bPasvFail);
+    m_in4DataAddr.s_addr = htonl(n[0] << 24 | n[1] << 16 | n[2] << 8 | n[3]);
+    m_iDataPort = static_cast<int>(n[4] * 256 + n[5]);
+    return 0;
+}
+
+int CNetTest_FtpBase::onActiveMode() {
+    if (listenForData() == 0 && announceListener() == 0)
+        return 0;
+    ka_close_socket(m_sockeListen);
+    return -1;
+}
+
+int CNetTest_FtpBase::listenForData() {
+    const CSockAddr local = CSockAddr::localOf(m_sockeCtrl);
+    if (local.family() != AF_INET && local.family() != AF_INET6)
+        return -1;
+    const int family = m_stFtpBaseConfig.use_inet6 != 0 ? AF_INET6 : AF_INET;
+    m_sockeListen = socket(family, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (m_sockeListen < 0)
+        return -1;
+    const int on = 1;
+    setsockopt(m_sockeListen, SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on));
+    const CSockAddr any_port = local.withPort(0);
+    if (bind(m_sockeListen, any_port.get(), any_port.length()) != 0)
+        return -1;
+    return listen(m_sockeListen, listen_backlog);
+}
+
+int CNetTest_FtpBase::announceListener() {
+    FtpReply reply{};
+    const CSockAddr local = CSockAddr::localOf(m_sockeListen);
+    const int timeout = m_stFtpBaseConfig.resp_timeout;
+    int code = -1;
+    if (local.family() == AF_INET) {
+        char argument[25] = "";
+        ip_address_to_port_repr(local.addr4(), local.port(), argument, sizeof(argument));
+        code = exchange("PORT", argument, timeout, reply);
+    } else if (local.family() == AF_INET6) {
+        code =
+            exchange("EPRT", ftp_eprt_argument(local.addr6(), local.port()).data(), timeout, reply);
+    } else {
+        return -1;
+    }
+    return code == code_port_ok ? 0 : ka_step_fail(m_eStepCtrlAuth, m_bPortFail);
+}
+
+int CNetTest_FtpBase::connectFtpData() {
+    const bool inet6 = m_stFtpBaseConfig.use_inet6 != 0;
+    const CSockAddr server = inet6 ? CSockAddr::inet6(m_in6DataAddr, m_iDataPort)
+                                   : CSockAddr::inet4(m_in4DataAddr, m_iDataPort);
+    m_sockeData = openFamilySocket(server.family(), SOCK_STREAM);
+    return connectOrClose(m_sockeData, server, m_stFtpBaseConfig.data_conn_timeout);
+}
+
+int CNetTest_FtpBase::acceptFtpData() {
+    if (m_sockeListen < 0)
+        return -1;
+    if (wait_connection(m_sockeListen)) {
+        m_sockeData = accept4(m_sockeListen, nullptr, nullptr, SOCK_CLOEXEC);
+        if (m_sockeData >= 0)
+            return 0;
+    }
+    ka_close_socket(m_sockeListen);
+    return -1;
+}
+
+int CNetTest_FtpBase::sendFtpData(int usecs, const char* buf, int len) {
+    if (buf == nullptr || len <= 0 || m_sockeData <= 0)
+        return -1;
+    timeval limit;
+    _usecs2timeval(usecs, &limit);
+    if (ka_wait(m_sockeData, POLLOUT, &limit) != EWait::ready)
+        return -1;
+    return static_cast<int>(send(m_sockeData, buf, static_cast<size_t>(len), 0));
+}
+
+int CNetTest_FtpBase::recvFtpData(int usecs, char* buf, int len, int* pbCtrlReadable,
+                                  int* pbError) {
+    for (int* mark : {pbCtrlReadable, pbError}) {
+        if (mark != nullptr)
+            *mark = 0;
+    }
+    if (buf == nullptr || len <= 0 || m_sockeData <= 0)
+        return -1;
+
+    pollfd fds[] = {{m_sockeData, POLLIN, 0}, {m_sockeCtrl, POLLIN, 0}};
+    timeval limit;
+    _usecs2timeval(usecs, &limit);
+    const EWait waited = ka_wait(fds, pbCtrlReadable != nullptr ? 2 : 1, &limit);
+    const bool ready = waited == EWait::ready;
+    const bool ctrl_readable = ready && ka_wait_hit(fds[1]);
+    if (pbCtrlReadable != nullptr)
+        *pbCtrlReadable = ctrl_readable ? 1 : 0;
+
+    bool error = waited != EWait::interrupted && !ctrl_readable;
+    ssize_t count = -1;
+    if (ready && ka_wait_hit(fds[0])) {
+        count = recv(m_sockeData, buf, static_cast<size_t>(len), 0);
+        error = count < 0 && errno != EINTR;
+    }
+    if (pbError != nullptr)
+        *pbError = error ? 1 : 0;
+    return static_cast<int>(count);
+}
