@@ -1,0 +1,14 @@
+// net-test: a network throughput tester. One run does one FTP or HTTP test and ends.
+#include <cstdio>
+
+#include "app/driver.h"
+#include "app/process.h"
+
+int main(int argc, char** argv) {
+    fill_standard_descriptors();
+    disarm_broken_pipes();
+    install_trace_output();
+    const int status = run_net_test(argc, argv);
+    fflush(stdout);
+    return status;
+}

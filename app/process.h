@@ -1,0 +1,14 @@
+// What the process needs before the test may run, so that nobody around it can end or hold it up.
+#pragma once
+
+/// Opens "/dev/null" on whichever of the descriptors 0, 1 and 2 is closed: a socket that became one
+/// of them would receive the traces, or count as closed. Call it before anything else.
+void fill_standard_descriptors();
+
+/// Lets a write to a peer that has gone fail instead of killing the process. The signal gets an
+/// empty handler rather than being ignored, so that child processes start with the default.
+void disarm_broken_pipes();
+
+/// Makes standard output fully buffered, and bounded in time: a reader that does not take the
+/// traces is waited for half a second in all; what it does not take then is dropped.
+void install_trace_output();
