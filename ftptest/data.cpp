@@ -17,11 +17,10 @@ constexpr int listen_backlog = 1;
 
 /// Waits for a socket to become readable, taking up an interrupted wait again with the time left.
 bool wait_connection(int sock) {
-    const timeval deadline = ka_tv_add(ka_now(), accept_wait);
-    timeval left = accept_wait;
+    CDeadline deadline(accept_wait);
+    timeval left;
     EWait waited = EWait::interrupted;
-    while (waited == EWait::interrupted && !CNetBase::isExecExit() &&
-           ka_time_left(deadline, ka_now(), &left))
+    while (waited == EWait::interrupted && !CNetBase::isExecExit() && deadline.timeLeft(&left))
         waited = ka_wait(sock, POLLIN, &left);
     return waited == EWait::ready;
 }

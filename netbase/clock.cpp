@@ -63,6 +63,13 @@ bool ka_time_left(const timeval& deadline, const timeval& now, timeval* left) {
     return !ka_tv_later(now, deadline);
 }
 
+bool CDeadline::timeLeft(timeval* left) {
+    if (!m_isFirst)
+        m_now = ka_now();
+    m_isFirst = false;
+    return ka_time_left(m_end, m_now, left);
+}
+
 void _usecs2timeval(int usecs, timeval* tv) {  // NOLINT(bugprone-reserved-identifier)
     const int span = usecs > 0 ? usecs : 0;
     tv->tv_sec = span / usecs_per_sec;

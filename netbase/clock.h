@@ -34,6 +34,22 @@ int64_t ka_tv_span_msecs(const timeval& start, const timeval& end);
 /// left, but one last poll may be made.
 bool ka_time_left(const timeval& deadline, const timeval& now, timeval* left);
 
+/// The end of a wait that may take several rounds, fixed before the first.
+class CDeadline {
+  public:
+    /// `span` from now.
+    explicit CDeadline(const timeval& span) : m_now(ka_now()), m_end(ka_tv_add(m_now, span)) {}
+
+    /// The time left for the next round; false when the deadline has passed. The first round counts
+    /// from the construction, so that a span of 0 is one poll.
+    bool timeLeft(timeval* left);
+
+  protected:
+    timeval m_now;
+    timeval m_end;
+    bool m_isFirst = true;
+};
+
 /// Splits `usecs` microseconds into seconds and microseconds. 0 or less gives {0,0}, which makes a
 /// wait a poll. (The leading underscore is part of the name that callers use.)
 void _usecs2timeval(int usecs, timeval* tv);  // NOLINT(bugprone-reserved-identifier)

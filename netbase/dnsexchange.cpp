@@ -46,13 +46,13 @@ int kadns_recv_response(int family, int sock, int id, int timeout, hostent* out)
         return -1;
     timeval span;
     _usecs2timeval(timeout, &span);
-    const timeval deadline = ka_tv_add(ka_now(), span);
+    CDeadline deadline(span);
     const CMessage response = new_message();
     if (response == nullptr)
         return -1;
 
     timeval left;
-    while (ka_time_left(deadline, ka_now(), &left)) {
+    while (deadline.timeLeft(&left)) {
         const EWait waited = ka_wait(sock, POLLIN, &left);
         if (CNetBase::isExecExit() || waited == EWait::failed)
             return -1;

@@ -44,10 +44,10 @@ int inet6_addrres_recvadv(int /*debug*/, unsigned char* buf, int size, int sock,
         std::memset(hwaddr, 0, ether_addr_size);
     if (when != nullptr)
         *when = {};
-    const timeval deadline = ka_tv_add(ka_now(), *timeout);
+    CDeadline deadline(*timeout);
 
     timeval left;
-    while (!CNetBase::isExecExit() && ka_time_left(deadline, ka_now(), &left)) {
+    while (!CNetBase::isExecExit() && deadline.timeLeft(&left)) {
         const EWait waited = ka_wait(sock, POLLIN, &left);
         if (waited == EWait::failed)
             rest_a_little(left);

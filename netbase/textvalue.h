@@ -12,8 +12,7 @@
 /// becomes NUL.
 template <size_t N>
 void ka_copy_text(char (&field)[N], std::string_view text) {
-    const size_t length = text.size() < N ? text.size() : N - 1;
-    std::memcpy(field, text.data(), length);
+    const size_t length = text.copy(field, N - 1);
     std::memset(field + length, 0, N - length);
 }
 

@@ -1,0 +1,194 @@
+// Whole HTTP runs against a scripted server.
+#include "httptest/cnettest_httpbase.h"
+#include "netbase/textvalue.h"
+#include "tests/support/testbed.h"
+
+namespace {
+
+class HttpRun : public OwnHost {
+  protected:
+    struct Test : CNetTest_HttpBase {
+        Test() : CNetTest_HttpBase(0, 0) {}
+        int onTranExStart(const timeval*) override {
+            if (raiseExit)
+                exitExec();
+            return 0;
+        }
+        bool raiseExit = false;
+    };
+
+    /// Runs a test against a server that gives one response a connection ("PORT" in it is its port)
+    /// and then "closes", "resets" or "holds" it; the outcome of the record.
+    std::string run(const Row& responses, const std::string& end, size_t piece = 0) {
+        Listener listener;
+        requests.clear();
+        port = std::to_string(listener.port());
+        Peer server([&] {
+            for (std::string response : responses) {
+                for (size_t at; (at = response.find("PORT")) != std::string::npos;)
+                    response.replace(at, 4, port);
+                Connection c = listener.accept();
+                requests += c.readUntil("\r\n\r\n");
+                c.say(response, piece);
+                if (end == "holds")
+                    c.readUntil("never");
+                if (end == "resets")
+                    c.reset();
+            }
+        });
+        test = std::make_unique<Test>();
+        SHttpBaseConfig& config = test->m_stHttpBaseConfig;
+        ka_copy_text(config.url, "http://127.0.0.1:" + port + "/a?b");
+        config.do_get = 1;
+        config.conn_timeout = 2000000;
+        config.head_timeout = head_timeout;
+        test->raiseExit = raiseExit;
+        trace = printed([&] {
+            test->startTest();
+            test->onMainLoop();
+        });
+        test->stopTest();
+        return outcome(readFile("/tmp/httpdata"), 12);
+    }
+
+    std::unique_ptr<Test> test;
+    std::string port;
+    std::string requests;
+    std::string trace;
+    timeval head_timeout{0, 700000};
+    bool raiseExit = false;
+};
+
+const std::string ok = "HTTP/1.1 200 OK\r\n";
+const std::string moved = "HTTP/1.1 302 Found\r\nLocation: http://127.0.0.1:PORT/c\r\n\r\n";
+const std::string hello = ok + "Content-Length: 5\r\n\r\nhello";
+
+}  // namespace
+
+TEST_F(HttpRun, Outcomes) {
+    // What the server does at the end, the outcome (overall, steps, bytes) with c(losed) or
+    // e(rror), a "w" when the response must come whole, and the responses; "@" is "HTTP/1.1 ".
+    for (Row c : table(R"(
+        holds  | 6 6666 5  |   | @200 OK\r\nContent-Length: 5\r\n\r\nhello
+        holds  | 6 6666 5  |   | @200 OK\r\nContent-Length: 5\r\n\r\n\1hello
+        holds  | 6 6666 0  |   | @200 OK\r\nContent-Length: 0\r\n\r\n
+        closes | 6 6666 5  |   | @200 OK\r\n\r\nhel\1lo
+        closes | 6 6666 5  |   | @200 OK\r\nContent-Length: -5\r\n\r\nhello
+        holds  | 6 6666 5  | w | @200 OK\r\nContent-Length: 3\r\n\r\nhello
+        closes | 5 6665 5c |   | @200 OK\r\nContent-Length: 5000000000\r\n\r\nhello
+        resets | 5 6665 5e |   | @200 OK\r\nContent-Length: 9\r\n\r\nhello\1
+        closes | 5 6650 0c |   | @200 OK\r\nContent-
+        resets | 5 6650 0e |   | @200 OK\r\n\1
+        holds  | 5 6650 0  |   |
+        holds  | 5 6650 0  |   | @200 OK\r\na\0b\r\n\r\n
+        holds  | 6 6666 2  |   | @404 No\r\nContent-Length: 2\r\n\r\nno
+        closes | 6 6666 3  |   | nonsense\r\n\r\nabc
+        closes | 6 6666 15 |   | @200 OK\r\n\r\n5\r\nhello\r\n0\r\n\r\n
+        closes | 6 6666 2  |   | @301 M\r\nLocation: http://127.0.0.1:PORT/c\r\n\r\n | @200 OK\r\n\r\nhi
+        closes | 6 6666 2  | w | @302 M\r\nLocation: http://127.0.0.1:PORT/c\r\n\r\nbody | @200 OK\r\n\r\nhi
+        closes | 6 6666 4  | w | @302 M\r\nLocation: http://127.0.0.1:PORT/c\r\n\r\n\1body
+        holds  | 6 6666 2  |   | @307 M\r\nContent-Length: 4\r\nLocation: http://127.0.0.1:PORT/c\r\n\r\nbody | @200 OK\r\nContent-Length: 2\r\n\r\nhi
+        closes | 6 6666 0  |   | @302 M\r\n\r\n
+        closes | 6 6666 0  |   | @200 OK\r\nLocation: http://x/\r\nContent-Length: 0\r\n\r\n
+        closes | 5 5000 0  |   | @301 M\r\nLocation: /c\r\n\r\n
+        closes | 5 6500 0  |   | @301 M\r\nLocation: http://127.0.0.1:1/\r\n\r\n)")) {
+        for (std::string& response : c) {
+            if (!response.empty() && response[0] == '@')
+                response.replace(0, 1, "HTTP/1.1 ");
+        }
+        const Row responses(c.begin() + 3, c.end());
+        for (const size_t piece : {0, 1}) {
+            if (piece == 1 && c[2] == "w")
+                continue;
+            const std::string result = run(responses, c[0], piece);
+            EXPECT_EQ(c[1],
+                      result + (test->m_bPeerClosed ? "c" : "") + (test->m_bRecvError ? "e" : ""))
+                << responses[0] << " " << piece;
+        }
+    }
+}
+
+TEST_F(HttpRun, SendsTheRequestsByteForByte) {
+    run({"\1" + moved,
+         "HTTP/1.1 308 P\r\nLocation: https://127.0.0.1:PORT/x?y=1#z\r\nContent-Length: 0\r\n\r\n",
+         hello},
+        "closes");
+    const std::string rest = " HTTP/1.1\r\nHost: 127.0.0.1:" + port +
+                             "\r\nUser-Agent: Wget\r\nConnection: close\r\n\r\n";
+    EXPECT_EQ(
+        "GET /a?b" + rest + "GET /c" + rest + "GET https://127.0.0.1:" + port + "/x?y=1#z" + rest,
+        requests);
+    EXPECT_GE(ka_tv_span_msecs(test->m_tvTestStart, test->m_tvConnStart), 100);  // the first's
+}
+
+TEST_F(HttpRun, TracesEachStep) {
+    run({hello}, "holds");
+    EXPECT_EQ(
+        "rev size is 43,buff size is 524288\nhead parsed!(Content-Length=5)\nhttp_code is 200\n"
+        "response header is " +
+            hello +
+            "\nonMainLoop 10\n"
+            "in 1 m_iGetTransSize is 5,m_iDataRecvSize is 5\nm_iGetTransSize is 5,m_iDataRecvSize "
+            "is 5\n"
+            "onMainLoop 15\nonMainLoop 16\n",
+        trace.substr(trace.find("rev size")));
+    EXPECT_EQ(0, test->m_iAvgSpeed);
+    EXPECT_EQ(38, test->m_iHeadSize);
+    EXPECT_FALSE(ka_tv_later(test->m_tvTranEnd, test->m_tvTranStart));
+}
+
+TEST_F(HttpRun, GrowsTheBufferForALongHeadUpToItsBound) {
+    head_timeout = {20, 0};
+    const std::string mega(1 << 20, 'x');
+    EXPECT_EQ("6 6666 5", run({ok + "L: " + mega + "\r\nContent-Length: 5\r\n\r\nhello"}, "holds"));
+    EXPECT_NE(std::string::npos, trace.find("buff size is 2097152\n"));
+    std::string endless = ok;
+    while (endless.size() < (17 << 20))
+        endless += mega;
+    EXPECT_EQ("4 6640 0", run({endless}, "closes"));
+}
+
+TEST_F(HttpRun, TheExitFlagEndsIt) {
+    raiseExit = true;
+    EXPECT_EQ("5 6664 5", run({ok + "\r\nhello"}, "holds"));
+    EXPECT_EQ("5 0000 0", run({}, "holds"));  // it stays raised
+}
+
+TEST_F(HttpRun, SamplesEverySecond) {
+    std::string live;
+    Peer reader([&] {
+        eventually([&] {
+            live = readFile("/tmp/httpdata");
+            return live.find("step_download,4") != std::string::npos &&
+                   live.find("curspeed:0,") == std::string::npos;
+        });
+    });
+    const std::string k10(10000, 'x');
+    const std::string pause(13, '\1');
+    EXPECT_EQ("6 6666 30000", run({ok + "\r\n" + k10 + pause + k10 + "\1" + k10}, "closes"));
+    reader.join();
+    EXPECT_EQ("4 6664 20000", outcome(live, 12));
+    EXPECT_GT(test->m_iMaxSpeed, test->m_iMinSpeed);
+    EXPECT_NEAR(30000 / 1.4, static_cast<double>(test->m_iAvgSpeed), 6000);
+}
+
+TEST_F(HttpRun, RecordOfAFailedConnect) {
+    CNetTest_HttpBase http(0, 0);
+    ka_copy_text(http.m_stHttpBaseConfig.url, "http://127.0.0.1:1/");
+    printed([&] {
+        http.startTest();
+        http.onMainLoop();
+    });
+    const std::string record =
+        "overall_step:5,step_prepare:6,step_connect:5,step_gethead:0,step_download,0,"
+        "contime:0,trtime:0,totdata:0,curspeed:0,minspeed:0,maxspeed:0,avgspeed:0";
+    EXPECT_EQ(record + '\0', readFile("/tmp/httpdata"));
+    EXPECT_TRUE(http.m_bConnFail);
+    EXPECT_EQ(-1, http.m_stHttpBaseConfig.conn_timeout);
+    EXPECT_EQ(60, http.m_stHttpBaseConfig.head_timeout.tv_sec);
+    shell("rm /tmp/httpdata; mkdir /tmp/httpdata");
+    EXPECT_EQ("File error setup save!\n", printed([&] { http.reportHttpTestResult(false); }));
+    int closed = 1;
+    EXPECT_EQ(-1, http.recvHttpReply(&http.m_tvConnEnd, nullptr, 0, &closed, nullptr));
+    EXPECT_EQ(0, closed);
+}

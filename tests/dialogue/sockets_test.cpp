@@ -1,0 +1,143 @@
+// The bounded wait, the bounded connect, and sockets on a device.
+#include <fcntl.h>
+#include <sys/resource.h>
+
+#include <csignal>
+
+#include "netbase/cnettest.h"
+#include "tests/support/testbed.h"
+
+namespace {
+
+class Sockets : public OwnHost {
+  protected:
+    /// Gives the host a device "dev0" with an IPv4 address, and binds the port to it later.
+    void makeDevice() {
+        ASSERT_EQ(0, shell("ip link add dev0 type veth peer name far && ip link set far up &&"
+                           "ip link set dev0 address 02:00:00:00:00:01 up &&"
+                           "ip addr add 10.1.0.1/16 dev dev0"));
+    }
+    int connectTo(int sock, const char* host, int at, int timeout) {
+        return port.connectTCP(sock, CSockAddr::inet4(ip4(host), at).get(), timeout);
+    }
+    CNetTest port{0, 0};
+};
+
+std::string bound(int sock) {
+    char name[16] = "";
+    socklen_t length = sizeof(name);
+    getsockopt(sock, SOL_SOCKET, SO_BINDTODEVICE, name, &length);
+    const CSockAddr local = CSockAddr::localOf(sock);
+    char text[INET6_ADDRSTRLEN] = "";
+    if (local.family() == AF_INET)
+        CNetBase::writeINET4Addr(&local.addr4(), text);
+    else
+        CNetBase::writeINET6Addr(&local.addr6(), text);
+    return std::string(name) + " " + text + " " + std::to_string(local.port());
+}
+
+}  // namespace
+
+TEST_F(Sockets, WaitTakesAnyDescriptor) {
+    const rlimit many{4096, 4096};
+    ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &many));
+    int ends[2];
+    ASSERT_EQ(0, pipe(ends));
+    const int high = fcntl(ends[0], F_DUPFD, 2000);
+    const timeval limit{5, 0};
+    EXPECT_EQ(0, ka_read_wait(high, nullptr));
+    ASSERT_EQ(1, write(ends[1], "x", 1));
+    EXPECT_EQ(1, ka_read_wait(high, &limit));
+    EXPECT_EQ(-1, ka_read_wait(-1, &limit));
+    close(high);
+    EXPECT_EQ(-1, ka_read_wait(high, &limit));
+    const timeval negative{-1, 0};
+    EXPECT_EQ(-1, ka_read_wait(ends[0], &negative));
+    struct sigaction quiet {};
+    quiet.sa_handler = [](int) {};
+    sigaction(SIGALRM, &quiet, nullptr);
+    ualarm(50000, 0);
+    EXPECT_EQ(EWait::interrupted, ka_wait(nullptr, 0, &limit));  // reported, not taken up again
+}
+
+TEST_F(Sockets, ConnectTellsWhy) {
+    makeDevice();
+    ASSERT_EQ(0, shell("ip neigh add 10.1.0.9 lladdr 02:00:00:00:00:09 dev dev0"));
+    Listener listener;
+    const CDescriptor good(port.openINET4Socket(SOCK_STREAM, 0, 0));
+    for (int i = 0; i < 2; ++i)  // it may be connected already
+        EXPECT_EQ(0, connectTo(good.get(), "127.0.0.1", listener.port(), 2000000));
+    const struct {
+        const char* host;
+        int timeout;
+        int reason;
+    } failures[] = {
+        {"127.0.0.1", 2000000, ECONNREFUSED},
+        {"127.0.0.1", -1, ECONNREFUSED},
+        {"192.0.2.1", 2000000, ENETUNREACH},
+        {"10.1.0.9", 300000, EINPROGRESS},  // nobody answers
+    };
+    for (const auto& f : failures) {
+        const CDescriptor sock(port.openINET4Socket(SOCK_STREAM, 0, 0));
+        EXPECT_EQ(-1, connectTo(sock.get(), f.host, 1, f.timeout)) << f.host;
+        EXPECT_EQ(f.reason, errno) << f.host;
+        EXPECT_EQ(0, fcntl(sock.get(), F_GETFL) & O_NONBLOCK);
+    }
+    const sockaddr unix_addr{AF_UNIX, ""};
+    EXPECT_EQ(-1, port.connectTCP(good.get(), &unix_addr, 0));
+    EXPECT_EQ(-1, port.connectTCP(good.get(), nullptr, 0));
+    EXPECT_EQ(-1, connectTo(0, "127.0.0.1", listener.port(), 0));
+}
+
+TEST_F(Sockets, OpenBindsTheDeviceAndItsAddress) {
+    makeDevice();
+    ASSERT_EQ(0, shell("ip addr add 2001:db8::5/64 dev dev0 nodad"));
+    const CDescriptor plain(port.openINET4Socket(SOCK_DGRAM, 0, 5000));
+    EXPECT_EQ(" 0.0.0.0 5000", bound(plain.get()));
+    Listener taken;
+    EXPECT_EQ(-1, port.openINET4Socket(SOCK_STREAM, 0, 0x10000 + taken.port()));
+    std::strcpy(port.m_szBindDevName, "dev0");
+    writeFile(portFile("inet4_gw"), "10.1.0.254\n");
+    writeFile(portFile("inet6_gw"), "junk");
+    const CDescriptor in4(port.openINET4Socket(SOCK_STREAM, 0, 5001));
+    EXPECT_EQ("dev0 10.1.0.1 5001", bound(in4.get()));
+    const CDescriptor in6(port.openINET6Socket(SOCK_STREAM, 0, 5001));
+    EXPECT_EQ("dev0 2001:db8::5 5001", bound(in6.get()));
+}
+
+TEST_F(Sockets, InterfaceInformation) {
+    makeDevice();
+    ASSERT_EQ(0, shell("ip addr add fec0::1/64 dev dev0 nodad"));
+    in_addr addr{1};
+    in_addr mask{1};
+    in_addr gw{1};
+    in6_addr gw6{};
+    int prefix = 9;
+    EXPECT_EQ(0U, port.getBindDevIface());
+    EXPECT_EQ(0, port.getBindDevHWAddr(false)[0]);
+    EXPECT_EQ(-1, port.getINET4Info(&addr, &mask, &gw));
+    std::strcpy(port.m_szBindDevName, "dev0:1");
+    EXPECT_NE(0U, port.getBindDevIface());
+    std::strcpy(port.m_szBindDevName, "dev0");
+    EXPECT_EQ(0, port.isINET4Connected());  // no gateway file
+    EXPECT_EQ(0U, addr.s_addr | mask.s_addr | gw.s_addr);
+    writeFile(portFile("inet4_gw"), "10.1.0.254\n");
+    EXPECT_EQ("the ip_addr is 10.1.0.1\n",
+              printed([&] { EXPECT_EQ(0, port.getINET4Info(&addr, &mask, &gw)); }));
+    EXPECT_EQ(ip4("255.255.0.0").s_addr, mask.s_addr);
+    EXPECT_EQ(ip4("10.1.0.254").s_addr, gw.s_addr);
+
+    writeFile(portFile("inet6_gw"), "2001:db8::fe");
+    EXPECT_EQ(-1, port.getINET6Info(nullptr, &prefix, &gw6));  // link-local and site-local only
+    EXPECT_EQ(0, prefix);
+    EXPECT_EQ(0xFE, gw6.s6_addr[15]);
+    ASSERT_EQ(0, shell("ip addr add 2001:db8::5/56 dev dev0 nodad"));
+    EXPECT_EQ(0, port.getINET6Info(nullptr, &prefix, nullptr));
+    EXPECT_EQ(56, prefix);
+    EXPECT_EQ(1, port.isINET6Connected());
+
+    EXPECT_EQ(1, port.getBindDevHWAddr(false)[5]);
+    ASSERT_EQ(0, shell("ip link set dev0 address 02:00:00:00:00:02"));
+    EXPECT_EQ(1, port.getBindDevHWAddr(false)[5]);  // not asked again
+    EXPECT_EQ(2, port.getBindDevHWAddr(true)[5]);
+}

@@ -1,0 +1,198 @@
+#include "tests/support/testbed.h"
+
+#include <arpa/inet.h>
+#include <net/if.h>
+#include <netinet/tcp.h>
+#include <sched.h>
+#include <sys/ioctl.h>
+#include <sys/mount.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+
+#include <chrono>
+#include <csignal>
+#include <fstream>
+#include <sstream>
+
+#include "netbase/cnetbase.h"
+
+namespace {
+
+bool isReadable(int fd) {
+    const timeval limit{10, 0};
+    return ka_read_wait(fd, &limit) == 1;
+}
+
+std::string unescape(std::string text) {
+    const std::string marks = "rnts01";
+    const std::string meant("\r\n\t \0\1", 6);
+    for (size_t at = 0; (at = text.find('\\', at)) != std::string::npos; ++at) {
+        if (const size_t mark = marks.find(text[at + 1]); mark != std::string::npos)
+            text.replace(at, 2, 1, meant[mark]);
+    }
+    for (size_t at = 0; (at = text.find('<', at)) != std::string::npos; ++at) {
+        if (const size_t end = text.find('>', at); end == text.find(' ', at) + 2)
+            text.replace(at, end + 1 - at, std::stoul(text.substr(at + 1)), text[end - 1]);
+    }
+    return text;
+}
+
+}  // namespace
+
+void OwnHost::SetUp() {
+    g_bNetAppExitFlag = false;
+    CNetBase::DNSREQ_TRYOUT = -1;
+    std::signal(SIGPIPE, [](int) {});
+    if (geteuid() != 0)
+        GTEST_SKIP() << "namespaces of its own need root";
+    ASSERT_EQ(0, unshare(CLONE_NEWNET | CLONE_NEWNS));
+    ASSERT_EQ(0, mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr));
+    for (const char* path : {"/tmp", "/proc/sys/net"})
+        ASSERT_EQ(0, mount("test", path, "tmpfs", 0, "mode=1777")) << path;
+    ASSERT_EQ(0, shell("mkdir -p /proc/sys/net/kanet/port-0 && ip link set lo up"));
+}
+
+std::string readFile(const std::string& path) {
+    std::ostringstream text;
+    text << std::ifstream(path, std::ios::binary).rdbuf();
+    return text.str();
+}
+
+void writeFile(const std::string& path, const std::string& text) {
+    std::ofstream(path, std::ios::binary) << text;
+}
+
+std::string portFile(const std::string& name) {
+    return "/proc/sys/net/kanet/port-0/" + name;
+}
+
+int shell(const std::string& command) {
+    return std::system(command.c_str());
+}
+
+std::string printed(const std::function<void()>& call) {
+    testing::internal::CaptureStdout();
+    call();
+    return testing::internal::GetCapturedStdout();
+}
+
+bool eventually(const std::function<bool()>& done) {
+    for (int i = 0; i < 1000 && !done(); ++i)
+        sleepMs(10);
+    return done();
+}
+
+void sleepMs(int msecs) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(msecs));
+}
+
+std::string hex(const std::string& digits) {
+    std::string bytes;
+    std::istringstream groups(digits);
+    for (std::string group; groups >> group;) {
+        for (size_t i = 0; i < group.size(); i += 2)
+            bytes += static_cast<char>(std::stoi(group.substr(i, 2), nullptr, 16));
+    }
+    return bytes;
+}
+
+in_addr ip4(const char* text) {
+    in_addr addr{};
+    EXPECT_EQ(1, inet_pton(AF_INET, text, &addr));
+    return addr;
+}
+
+in6_addr ip6(const char* text) {
+    in6_addr addr{};
+    EXPECT_EQ(1, inet_pton(AF_INET6, text, &addr));
+    return addr;
+}
+
+std::vector<Row> table(const std::string& text) {
+    std::vector<Row> rows;
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) {
+        if (line.find_first_not_of(' ') == std::string::npos)
+            continue;
+        rows.emplace_back();
+        std::istringstream fields(line + "|");
+        for (std::string field; std::getline(fields, field, '|');) {
+            field.erase(0, field.find_first_not_of(' '));
+            field.erase(field.find_last_not_of(' ') + 1);
+            rows.back().push_back(unescape(field));
+        }
+    }
+    return rows;
+}
+
+std::string Connection::readUntil(const std::string& end) {
+    std::string text;
+    char c = 0;
+    while ((text.size() < end.size() || text.substr(text.size() - end.size()) != end) &&
+           isReadable(m_fd) && recv(m_fd, &c, 1, 0) == 1)
+        text += c;
+    return text;
+}
+
+void Connection::say(std::string text, size_t piece) {
+    const int on = 1;
+    setsockopt(m_fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof(on));
+    while (!text.empty()) {
+        const size_t pause = text.find('\1');
+        const size_t size = std::min(pause, piece > 0 ? piece : text.size());
+        send(m_fd, text.data(), std::min(size, text.size()), MSG_NOSIGNAL);
+        sleepMs(size == pause ? 100 : piece > 0 ? 2 : 0);
+        text.erase(0, size == pause ? size + 1 : size);
+    }
+}
+
+void Connection::reset() {
+    const linger hard{1, 0};
+    setsockopt(m_fd, SOL_SOCKET, SO_LINGER, &hard, sizeof(hard));
+    close();
+}
+
+Listener::Listener(int family) : m_sock(socket(family, SOCK_STREAM, 0)) {
+    const CSockAddr local = family == AF_INET6 ? CSockAddr::inet6(in6addr_loopback, 0)
+                                               : CSockAddr::inet4(ip4("127.0.0.1"), 0);
+    EXPECT_EQ(0, bind(m_sock.get(), local.get(), local.length()));
+    EXPECT_EQ(0, listen(m_sock.get(), 8));
+}
+
+Connection Listener::accept() {
+    return Connection(isReadable(m_sock.get()) ? ::accept(m_sock.get(), nullptr, nullptr) : -1);
+}
+
+Program::Program(const std::string& command) : m_pid(fork()) {
+    if (m_pid == 0) {
+        setpgid(0, 0);
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
+        _exit(127);
+    }
+}
+
+Program::~Program() {
+    kill(-m_pid, SIGKILL);
+    waitpid(m_pid, nullptr, 0);
+}
+
+std::string outcome(const std::string& record, size_t fields) {
+    std::string steps;
+    std::string bytes;
+    size_t found = 0;
+    for (size_t at = 0; at < record.size();
+         at = record.find_first_of(std::string(",\0", 2), at) + 1) {
+        const size_t end = record.find_first_of(std::string(":,\0", 3), at);
+        const std::string key = record.substr(at, end - at);
+        const std::string value = std::to_string(std::stoll("0" + record.substr(end + 1)));
+        at = end + 1;
+        ++found;
+        if (key.find("step") != std::string::npos)
+            steps += value + (key == "overall_step" ? " " : "");
+        if (key == "totdata")
+            bytes = " " + value;
+    }
+    const bool whole = found == fields && record.find('\0') == record.size() - 1;
+    return whole ? steps + bytes : "no record: " + record;
+}

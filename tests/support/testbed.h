@@ -1,0 +1,117 @@
+// What the tests stand on: a host of their own, scripted peers, tables.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <functional>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "netbase/descriptor.h"
+#include "netbase/sockaddr.h"
+
+/// A test with network and mount namespaces of its own: loopback is up, every port is free, /tmp is
+/// empty, and the port control directory of port 0 exists and is empty. Needs root.
+class OwnHost : public testing::Test {
+  protected:
+    void SetUp() override;
+};
+
+std::string readFile(const std::string& path);
+void writeFile(const std::string& path, const std::string& text);
+/// The port control file of port 0.
+std::string portFile(const std::string& name);
+/// Runs a shell command; its exit status.
+int shell(const std::string& command);
+/// What `call` prints to standard output.
+std::string printed(const std::function<void()>& call);
+/// Waits up to 10 s until `done` holds.
+bool eventually(const std::function<bool()>& done);
+void sleepMs(int msecs);
+
+/// Bytes written as hex digits, blanks ignored.
+std::string hex(const std::string& digits);
+in_addr ip4(const char* text);
+in6_addr ip6(const char* text);
+
+using Row = std::vector<std::string>;
+/// A table written as text: a row a line, fields between "|". Blanks around a field are cut off;
+/// "\r", "\n", "\t", "\s" (blank), "\0" and "\1" stand for themselves, "<63 x>" for 63 times "x".
+std::vector<Row> table(const std::string& text);
+
+/// Bytes in a heap block of exactly their size, so that AddressSanitizer sees a byte too many.
+template <typename Byte = char>
+class Exact {
+  public:
+    explicit Exact(const std::string& bytes) : m_size(bytes.size()), m_block(new Byte[m_size]) {
+        bytes.copy(reinterpret_cast<char*>(m_block.get()), m_size);
+    }
+    Byte* data() { return m_block.get(); }
+    int size() const { return static_cast<int>(m_size); }
+
+  private:
+    size_t m_size;
+    std::unique_ptr<Byte[]> m_block;
+};
+
+/// One connection of a peer. Reads give up after 10 s, as a test's safety net.
+class Connection {
+  public:
+    explicit Connection(int fd) : m_fd(fd) {}
+    ~Connection() { close(); }
+    int fd() const { return m_fd; }
+    /// Reads until the bytes end with `end` or the connection does.
+    std::string readUntil(const std::string& end);
+    /// Sends it all, in pieces of `piece` bytes that arrive one by one (0: at once); "\1" is a
+    /// pause.
+    void say(std::string text, size_t piece = 0);
+    void close() { ka_close_socket(m_fd); }
+    /// Closes with a reset instead of an orderly end.
+    void reset();
+
+  private:
+    int m_fd;
+};
+
+/// A listening TCP socket on loopback.
+class Listener {
+  public:
+    explicit Listener(int family = AF_INET);
+    int port() const { return CSockAddr::localOf(m_sock.get()).port(); }
+    /// The next connection, or one with descriptor -1 when none comes within 10 s.
+    Connection accept();
+
+  private:
+    CDescriptor m_sock;
+};
+
+/// A peer that serves in a thread, which whoever owns it waits for.
+class Peer {
+  public:
+    explicit Peer(std::function<void()> serve) : m_thread(std::move(serve)) {}
+    ~Peer() { join(); }
+    void join() {
+        if (m_thread.joinable())
+            m_thread.join();
+    }
+
+  private:
+    std::thread m_thread;
+};
+
+/// A program in the background: killed, with all it started, when the test ends.
+class Program {
+  public:
+    explicit Program(const std::string& command);
+    ~Program();
+
+  private:
+    pid_t m_pid;
+};
+
+/// The fields of a result record in words: "overall steps bytes", times and speeds left out, or the
+/// text itself when it is not a whole record of `fields` fields with its NUL.
+std::string outcome(const std::string& record, size_t fields);

@@ -1,0 +1,114 @@
+// URLs, requests and response heads.
+#include "httptest/cnettest_httpbase.h"
+#include "httptest/httphead.h"
+#include "httptest/httprequest.h"
+#include "tests/support/testbed.h"
+
+namespace {
+
+class Http : public OwnHost {
+  protected:
+    CNetTest_HttpBase test{0, 0};
+};
+
+}  // namespace
+
+TEST_F(Http, SplitsUrls) {
+    for (const Row& c : table(R"(
+        http://192.0.2.7:8080/a/b.bin?x=1&y=2#top | http,192.0.2.7,8080,/a/b.bin,x=1&y=2
+        192.0.2.7               | http,192.0.2.7,,/,
+        https://h/f             | https,h,,/f,
+        http://h?q              | http,h,,/,q
+        http://h#f?x            | http,h,,/,
+        h:/p?a?b#c              | http,h,,/p,a?b
+        h:80:1                  | http,h,80:1,/,
+        http:/x                 | http,http,,/x,
+        ://h/p                  | http,h,,/p,
+        http://[2001:db8::1]/   | http,[2001,db8::1],/,
+        <63 s>://h              | <63 s>,h,,/,
+        <64 s>://h              | http,<64 s>,,//h,
+        <255 h>:<63 1>          | http,<255 h>,<63 1>,/,
+        <256 h>                 | failed
+        h:<64 1>                | failed
+        h/<254 p>               | http,h,,/<254 p>,
+        h/<255 p>               | failed
+        h?<505 q>               | http,h,,/,<505 q>
+                                | failed
+        /relative               | failed
+        http://                 | failed)")) {
+        test.resetHttpSession(c[0].c_str());
+        const std::string parts = std::string(test.m_szUrlReq) == c[0] && test.parseHttpURL() == 0
+                                      ? std::string(test.m_szProtoReq) + "," + test.m_szHostReq +
+                                            "," + test.m_szPortReq + "," + test.m_szFileReq + "," +
+                                            test.m_szParmReq
+                                      : "failed";
+        EXPECT_EQ(c[1], parts) << c[0];
+    }
+}
+
+TEST_F(Http, BuildsTheLongestRequestWhole) {
+    HttpRequest request;
+    const std::string target(511, 't');
+    const std::string host(255, 'h');
+    const std::string port(63, '1');
+    const size_t length =
+        http_build_request(target.c_str(), target.c_str(), host.c_str(), port.c_str(), &request);
+    EXPECT_EQ("GET " + target + "?" + target + " HTTP/1.1\r\nHost: " + host + ":" + port +
+                  "\r\nUser-Agent: Wget\r\nConnection: close\r\n\r\n",
+              std::string(request.data(), length));
+}
+
+TEST_F(Http, ParsesHeads) {
+    for (const Row& c : table(R"(
+        HTTP/1.1 302 Found\r\nlocation:  http://a/new\r\nContent-Length: 0\r\n\r\n | 302,Found,0,http://a/new
+        HTTP/1.1 200  OK\r\nCONTENT-LENGTH:42\r\n          | 200, OK,42,
+        HTTP/1.1 200 OK\nContent-Length : 42\n             | 200,OK,:,
+        HTTP/1.1 200 OK\r\nLocation: http://a/b c\r\n      | 200,OK,,http://a/b
+        HTTP/1.1 200 O\rK\r\n                              | 200,O\rK,,
+        HTTP/1.1 200\r\n                                   | -1,,,
+        HTTP/1.1 200\s\r\n                                 | -1,,,
+        http/1.1 200 OK\r\n                                | -1,,,
+        \r\n                                               | -1,,,
+                                                           | 0,,,
+        HTTP/1.1 abc x\r\nHTTP/1.1 404 Not Found\r\n       | 404,Not Found,,
+        HTTP/1.1 99999999999 x\r\n                         | 2147483647,x,,
+        HTTP/1.1 200 <256 r>\r\n                           | 200,,,
+        H\r\n                                              | -1,,,
+        HTTP/1.1 200 OK\r\nContent-Length: 7\r\nContent-Length: <64 9>\r\n | 200,OK,7,
+        HTTP/1.1 200 OK\r\nContent-Length: 7\r\nContent-Length: <63 9>\r\n | 200,OK,<63 9>,
+        HTTP/1.1 200 OK\r\nLocation: <511 l>\r\nLocation: <512 l>\r\n      | 200,OK,,<511 l>
+        HTTP/1.1 200 OK\r\nContent-Lengths: 7\r\n : x\r\nLocation\r\nLocation:\r\n\r\n | 200,OK,,
+        HTTP/1.1 200 OK\0\r\nContent-Length: 7\r\n         | 200,OK,,)")) {
+        Exact<> head(c[0]);
+        const std::string code = std::to_string(test.parseHttpHead(head.data(), head.size()));
+        EXPECT_EQ(c[1], code + "," + test.m_szRespReason + "," + test.m_szContentLength + "," +
+                            test.m_szLocation)
+            << c[0];
+    }
+}
+
+TEST(HttpHead, FindsTailAndLines) {
+    Exact<> text("ab\r\n\r\nxyz");
+    const char* tail = nullptr;
+    EXPECT_EQ(1, httphd_find_tail(text.data(), 9, &tail));
+    EXPECT_EQ(text.data() + 6, tail);
+    EXPECT_EQ(0, httphd_find_tail(text.data(), 5, &tail));
+    EXPECT_EQ(nullptr, tail);
+    EXPECT_EQ(0, httphd_find_tail("a\0\r\n\r\n", 6, nullptr));
+    EXPECT_EQ(0, httphd_find_tail(text.data(), -1, nullptr));
+    for (const Row& c : table(R"(
+        abc\rdef\n | abc\rdef | 8
+        a\r\r\nb   | a\r      | 4
+        \nx        |          | 1
+        end        | end      | 3
+        a\r        | a\r      | 2
+                   |          | 0)")) {
+        Exact<> block(c[0]);
+        const char* begin = nullptr;
+        const char* next = nullptr;
+        const HttpLine line(httphd_get_line(block.data(), block.size(), &begin, &next));
+        EXPECT_EQ(c[1], line.get());
+        EXPECT_EQ(block.data(), begin);
+        EXPECT_EQ(c[2], std::to_string(next - block.data()));
+    }
+}

@@ -1,0 +1,74 @@
+// The files of the port control directory.
+#include "netbase/cnettest.h"
+#include "tests/support/testbed.h"
+
+namespace {
+
+class PortFiles : public OwnHost {
+  protected:
+    std::string attr(const char* file, const char* key) {
+        char value[128];
+        return port.readSysCtrlAttr(file, key, value) == 0 ? value : std::string("-") + value;
+    }
+    std::string conf(const char* file) {
+        char value[128];
+        return port.readSysCtrlConf(file, value) == 0 ? value : std::string("-") + value;
+    }
+    CNetTest port{0, 0};
+};
+
+}  // namespace
+
+TEST_F(PortFiles, AttributesAreFoundBehindBlankLinesOnly) {
+    writeFile(portFile("a"),
+              "\r\n \t\nother='1'\n" + std::string(300, ' ') + "\ntype='ether'\ntype='x'\n");
+    EXPECT_EQ("ether", attr("a", "type"));
+    EXPECT_EQ("-", attr("a", "typ"));
+    EXPECT_EQ("-", attr("none", "type"));
+    EXPECT_EQ("-", attr("a", ""));
+    writeFile(portFile("b"), "# no comments\ntype='ether'\n");
+    EXPECT_EQ("-", attr("b", "type"));
+    EXPECT_EQ(0, port.readSysCtrlAttr("a", "type", nullptr));
+}
+
+TEST_F(PortFiles, WritingReplacesTheContentOrLeavesIt) {
+    ASSERT_EQ(0, port.writeSysCtrlAttr("a", "k", "old"));
+    EXPECT_EQ(-1, port.writeSysCtrlAttr("a", "k", std::string(128, 'v').c_str()));
+    EXPECT_EQ(-1, port.writeSysCtrlAttr("a", "k", ""));
+    EXPECT_EQ("k='old'\n", readFile(portFile("a")));
+    ASSERT_EQ(0, port.writeSysCtrlConf("c", "x"));
+    EXPECT_EQ(std::string("x\n\0", 3), readFile(portFile("c")));
+    EXPECT_EQ(-1, port.writeSysCtrlConf("c", std::string(127, 'v').c_str()));
+    EXPECT_EQ("x", conf("c"));
+    ASSERT_EQ(0, port.writeSysCtrlConf("c", std::string(126, 'v').c_str()));
+    EXPECT_EQ(std::string(126, 'v'), conf("c"));
+    EXPECT_EQ(-1, port.writeSysCtrlConf(std::string(250, 'n').c_str(), "x"));
+    shell("ln -s /dev/full " + portFile("full"));
+    EXPECT_EQ(-1, port.writeSysCtrlConf("full", "x"));
+    EXPECT_EQ(-1, port.writeSysCtrlAttr("full", "k", "v"));
+}
+
+TEST_F(PortFiles, ConfValuesEndAtTheLine) {
+    for (const Row& c : table(R"(
+        10.0.0.1\r\n | 10.0.0.1
+        a\nb\rc      | a
+                     | empty
+        a\0b         | a
+        <400 x>      | <127 x>)")) {
+        writeFile(portFile("c"), c[0]);
+        EXPECT_EQ(c[1] == "empty" ? "" : c[1], conf("c"));
+    }
+    shell("mkdir " + portFile("d"));
+    EXPECT_EQ("-", conf("d"));
+    EXPECT_EQ("-", attr("d", "k"));
+    EXPECT_EQ("-", conf("none"));
+}
+
+TEST_F(PortFiles, InitReadsTheTypesAndNamesTheProcess) {
+    port.m_eNetProtoType = NET_PROTO_INET4_DHCP;
+    writeFile(portFile("dev-type"), "type='ether'\n");
+    EXPECT_EQ("m_szBindDevName is \n", printed([&] { EXPECT_EQ(0, port.init()); }));
+    EXPECT_EQ(DEV_TYPE_ETHER, port.m_eDevType);
+    EXPECT_EQ(NET_PROTO_INET4_DHCP, port.m_eNetProtoType);
+    EXPECT_EQ("net-test\n", readFile("/proc/thread-self/comm"));
+}
