@@ -14,7 +14,6 @@ CNetTest_FtpBase::CNetTest_FtpBase(int port, unsigned int flags)
       m_sockeData(-1),
       m_sockeListen(-1) {
     FTPTEST_DBGLEVEL = 0;
-    CNetTest_FtpBase::resetFtpSession();
     [[maybe_unused]] const int status = std::system("touch /tmp/ftprst\n");  // NOLINT(cert-env33-c)
 }
 

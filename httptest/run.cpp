@@ -13,7 +13,7 @@ namespace {
 
 constexpr int default_http_port = 80;
 constexpr size_t buffer_min = 524288;
-constexpr size_t buffer_max = 16 * 1024 * 1024;
+constexpr size_t buffer_max = size_t{16} << 20;
 constexpr timeval body_wait = {2, 0};
 
 bool is_moved(int code) {

@@ -13,7 +13,6 @@ int CNetTest_HttpBase::HTTPTEST_DBGLEVEL = -1;
 CNetTest_HttpBase::CNetTest_HttpBase(int port, unsigned int flags)
     : CNetTest(port, flags), m_stHttpBaseConfig{}, m_sockeHttp(-1) {
     HTTPTEST_DBGLEVEL = 0;
-    CNetTest_HttpBase::resetHttpSession(nullptr);
     [[maybe_unused]] const int status =
         std::system("touch /tmp/httpdata\n");  // NOLINT(cert-env33-c)
 }

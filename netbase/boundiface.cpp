@@ -42,6 +42,7 @@ bool parse_inet6_line(const char* line, SInet6Line* parsed) {
     unsigned int scope = 0;
     unsigned int flags = 0;
     const int fields =
+        // NOLINTNEXTLINE(cert-err34-c): no number is wider than its type
         sscanf(line, "%4s%4s%4s%4s%4s%4s%4s%4s %08x %02x %02x %02x %20s\n", g[0].data(),
                g[1].data(), g[2].data(), g[3].data(), g[4].data(), g[5].data(), g[6].data(),
                g[7].data(), &parsed->iface, &prefixlen, &scope, &flags, device.data());

@@ -7,10 +7,15 @@
 
 #include "netbase/descriptor.h"
 
-/// One field of a record: its key and the character between key and value.
+/// What a field of a record holds.
+enum class ERecordValue { verdict, step, msecs, bytes, speed };
+
+/// One field of a record. Writers and readers of a record go by the same list of these.
 struct SRecordField {
     const char* key;
-    char separator;
+    char separator;  ///< stands between key and value
+    ERecordValue kind;
+    const char* meaning;  ///< in words, for people
 };
 
 /// Longest record text, its terminating NUL included.

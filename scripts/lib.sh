@@ -45,7 +45,10 @@ need_server() {
 
 need_nginx() { need_server nginx libcrypt1 libpcre2-8-0 libssl3 zlib1g; }
 need_vsftpd() { need_server vsftpd libcap2 libpam0g libssl3 libwrap0; }
-need_pyftpdlib() { need_server python3-pyftpdlib python3; }
+need_proftpd() {
+    need_server proftpd-core libacl1 libcap2 libcrypt1 libhiredis0.14 libidn2-0 libmemcached11 \
+        libmemcachedutil2 libncursesw6 libpam0g libpcre2-8-0 libpcre2-posix3 libssl3 zlib1g
+}
 need_pppoe() { need_server pppoe; }
 need_dnsmasq() {
     need_server dnsmasq-base libdbus-1-3 libgmp10 libhogweed6 libidn2-0 libnetfilter-conntrack3 \
@@ -58,5 +61,23 @@ build() {
     shift
     need g++ cmake make
     say "building ($preset)"
-    (cd "$root" && cmake --preset "$preset" "$@" >/dev/null && cmake --build --preset "$preset" -j "$(nproc)")
+    mkdir -p "$root/build"
+    (cd "$root" && cmake --preset "$preset" "$@" && cmake --build --preset "$preset" -j "$(nproc)") \
+        >"$root/build/$preset.log" 2>&1 || { cat "$root/build/$preset.log" >&2; die "the build failed"; }
+}
+
+# own_host NAME [ARG...]: runs scripts/parts/NAME in namespaces of its own: a network with loopback
+# up, an empty /tmp, processes that all end with it.
+own_host() {
+    local part=$root/scripts/parts/$1
+    shift
+    [ "$(id -u)" -eq 0 ] || die "This needs root, for namespaces of its own."
+    exec unshare --net --mount --pid --fork --kill-child --mount-proc bash -c '
+        trap "exit 130" INT TERM
+        set -eu
+        mount -t tmpfs own /tmp
+        ip link set lo up
+        . "$0/scripts/lib.sh"
+        . "$0/scripts/servers.sh"
+        source "$@"' "$root" "$part" "$@"
 }

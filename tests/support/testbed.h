@@ -107,6 +107,7 @@ class Program {
   public:
     explicit Program(const std::string& command);
     ~Program();
+    pid_t pid() const { return m_pid; }
 
   private:
     pid_t m_pid;
