@@ -1,0 +1,101 @@
+// The fuzz targets, one a parser of foreign bytes; TARGET names the one that is built. What they
+// are given lies in a heap block of its exact size.
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <string>
+
+#include "ftptest/ftptext.h"
+#include "httptest/httphead.h"
+#include "httptest/httprequest.h"
+#include "netbase/arpframe.h"
+#include "netbase/attrline.h"
+#include "netbase/dnscodec.h"
+#include "netbase/ndmessage.h"
+
+namespace {
+
+void require(bool holds) {
+    if (!holds)
+        __builtin_trap();
+}
+
+[[maybe_unused]] void dns(const uint8_t* data, size_t size) {
+    hostent out;
+    const int id = size > 1 ? data[0] << 8 | data[1] : 0;
+    if (kadns_parse_dnsres(2, data, static_cast<int>(size), id, &out) != 0)
+        return;
+    require(std::strlen(out.h_name) < dns_name_size);
+    for (char** alias = out.h_aliases; *alias != nullptr; ++alias)
+        require(alias - out.h_aliases < 15 && std::strlen(*alias) < dns_name_size);
+    for (char** addr = out.h_addr_list; *addr != nullptr; ++addr)
+        require(addr - out.h_addr_list < 15 && kadns_addr_length(*addr) % 12 == 4);
+}
+
+[[maybe_unused]] void head(const uint8_t* data, size_t size) {
+    static CNetTest_HttpBase test(0, 0);
+    const auto* text = reinterpret_cast<const char*>(data);
+    const char* tail = nullptr;
+    const bool found = httphd_find_tail(text, static_cast<int>(size), &tail) == 1;
+    require(!found || (tail > text + 3 && tail <= text + size && tail[-1] == '\n'));
+    test.parseHttpHead(text, static_cast<int>(size));
+    require(std::strlen(test.m_szLocation) < sizeof(test.m_szLocation));
+}
+
+[[maybe_unused]] void url(const uint8_t* data, size_t size) {
+    static CNetTest_HttpBase test(0, 0);
+    test.resetHttpSession(std::string(reinterpret_cast<const char*>(data), size).c_str());
+    if (test.parseHttpURL() == 0)
+        require(test.m_szHostReq[0] != '\0' && test.m_szFileReq[0] != '\0');
+    HttpRequest request;
+    const size_t length = http_build_request(test.m_szFileReq, test.m_szParmReq, test.m_szHostReq,
+                                             test.m_szPortReq, &request);
+    require(std::memcmp(request.data() + length - 4, "\r\n\r\n", 4) == 0);
+}
+
+/// A reply in pieces: the first byte tells their size.
+[[maybe_unused]] void reply(const uint8_t* data, size_t size) {
+    CReplyScanner scanner;
+    std::string text;
+    for (size_t at = 1; at < size; at += data[0] % 16 + 1) {
+        const size_t piece = std::min<size_t>(size - at, data[0] % 16 + 1);
+        text.append(reinterpret_cast<const char*>(data) + at, piece);
+        size_t rest = 0;
+        if (scanner.scan(text.data(), text.size(), &rest) != EReply::unfinished)
+            return;
+        require(rest <= text.size());
+        text.erase(0, rest);
+    }
+}
+
+[[maybe_unused]] void pasv(const uint8_t* data, size_t size) {
+    const std::string text(reinterpret_cast<const char*>(data), size);
+    std::array<unsigned int, 6> numbers;
+    ftp_parse_pasv(text.c_str(), &numbers);
+}
+
+[[maybe_unused]] void attr(const uint8_t* data, size_t size) {
+    std::string_view key;
+    std::string_view value;
+    if (ka_parse_attr_line({reinterpret_cast<const char*>(data), size}, &key, &value))
+        require(!key.empty() && !value.empty() && key.size() < 128 && value.size() < 128);
+}
+
+[[maybe_unused]] void advert(const uint8_t* data, size_t size) {
+    in6_addr target{};
+    target.s6_addr[15] = 7;
+    EtherAddr hwaddr;
+    ka_accept_nd_advert(data, size, target, &hwaddr);
+}
+
+[[maybe_unused]] void arp(const uint8_t* data, size_t size) {
+    EtherAddr hwaddr;
+    ka_accept_arp_reply(data, size, in_addr{7}, &hwaddr);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    TARGET(data, size);
+    return 0;
+}
