@@ -24,9 +24,8 @@ CNetBase::CNetBase(int port, unsigned int flags)
       m_eDevType(DEV_TYPE_UNKNOWN),
       m_eNetProtoType(NET_PROTO_OFF),
       m_szProcName{} {
-    int64_t tryout = 0;
-    if (const char* setting = std::getenv("DNSREQ_TRYOUT"); ka_scan_number(setting, &tryout))
-        DNSREQ_TRYOUT = ka_text_to_int(setting);
+    if (int tryout = 0; ka_scan_number(std::getenv("DNSREQ_TRYOUT"), &tryout))
+        DNSREQ_TRYOUT = tryout;
     NETIPC_DBGLEVEL = 0;
     ETHPACKET_DBGLEVEL = 0;
     ADDRRES_DBGLEVEL = 0;

@@ -226,8 +226,8 @@ class CNetBase {
   protected:
     /// Asks the kernel about the bound device; false when it refuses.
     bool queryBindDev(unsigned long request, ifreq* answer) const;
-    /// Opens a socket tied to the bound device, bound to `local` unless that is null.
-    int openTiedSocket(int family, int type, int protocol, const CSockAddr* local) const;
+    /// Opens a socket tied to the bound device.
+    int openTiedSocket(int family, int type, int protocol) const;
     /// openINET4Socket or openINET6Socket with default protocol and no local port.
     int openFamilySocket(int family, int type);
     /// The path of a port control file; false when it does not fit.

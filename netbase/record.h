@@ -35,8 +35,8 @@ class CRecordFile {
 
     bool isOpen() const { return m_stream != nullptr; }
 
-    /// Writes the text and its NUL at once and closes the file; does nothing when it is not open.
-    /// The traces printed so far are brought out with it.
+    /// Writes the text and its NUL at once and closes the file, if it is open. Brings out the
+    /// traces printed so far in any case.
     void write(const CRecordText& text);
 
   protected:

@@ -22,7 +22,7 @@ class CSockAddr {
     const in6_addr& addr6() const { return m_addr.in6.sin6_addr; }
     /// The port in host byte order; 0 for a family other than the two.
     int port() const;
-    /// The same address with another port.
+    /// The same IPv4 or IPv6 address with another port.
     CSockAddr withPort(int port) const;
 
     const sockaddr* get() const { return &m_addr.any; }

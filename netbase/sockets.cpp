@@ -49,40 +49,43 @@ bool is_connected(int sock, int reason) {
     return false;
 }
 
+bool bind_to(int sock, const CSockAddr& local) {
+    const int on = 1;
+    setsockopt(sock, SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on));
+    return bind(sock, local.get(), local.length()) == 0;
+}
+
 }  // namespace
 
-int CNetBase::openTiedSocket(int family, int type, int protocol, const CSockAddr* local) const {
-    CDescriptor sock(socket(family, type | SOCK_CLOEXEC, protocol));
-    if (!sock.isOpen())
-        return -1;
+int CNetBase::openTiedSocket(int family, int type, int protocol) const {
+    const int sock = socket(family, type | SOCK_CLOEXEC, protocol);
     // An empty name asks for no device.
-    setsockopt(sock.get(), SOL_SOCKET, SO_BINDTODEVICE, m_szBindDevName,
-               static_cast<socklen_t>(std::strlen(m_szBindDevName)));
-    if (local != nullptr) {
-        const int on = 1;
-        setsockopt(sock.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on));
-        if (bind(sock.get(), local->get(), local->length()) != 0)
+    if (sock >= 0)
+        setsockopt(sock, SOL_SOCKET, SO_BINDTODEVICE, m_szBindDevName,
+                   static_cast<socklen_t>(std::strlen(m_szBindDevName)));
+    return sock;
+}
+
+int CNetBase::openINET4Socket(int type, int protocol, int port) {
+    CDescriptor sock(openTiedSocket(AF_INET, type, protocol));
+    if (sock.isOpen() && port > 0) {
+        in_addr addr{};
+        getINET4Info(&addr, nullptr, nullptr);
+        if (!bind_to(sock.get(), CSockAddr::inet4(addr, port)))
             return -1;
     }
     return sock.release();
 }
 
-int CNetBase::openINET4Socket(int type, int protocol, int port) {
-    if (port <= 0)
-        return openTiedSocket(AF_INET, type, protocol, nullptr);
-    in_addr addr{};
-    getINET4Info(&addr, nullptr, nullptr);
-    const CSockAddr local = CSockAddr::inet4(addr, port);
-    return openTiedSocket(AF_INET, type, protocol, &local);
-}
-
 int CNetBase::openINET6Socket(int type, int protocol, int port) {
-    if (port <= 0)
-        return openTiedSocket(AF_INET6, type, protocol, nullptr);
-    in6_addr addr{};
-    getINET6Info(&addr, nullptr, nullptr);
-    const CSockAddr local = CSockAddr::inet6(addr, port);
-    return openTiedSocket(AF_INET6, type, protocol, &local);
+    CDescriptor sock(openTiedSocket(AF_INET6, type, protocol));
+    if (sock.isOpen() && port > 0) {
+        in6_addr addr{};
+        getINET6Info(&addr, nullptr, nullptr);
+        if (!bind_to(sock.get(), CSockAddr::inet6(addr, port)))
+            return -1;
+    }
+    return sock.release();
 }
 
 int CNetBase::openFamilySocket(int family, int type) {

@@ -28,7 +28,15 @@ inline bool ka_scan_number(const char* text, int64_t* value) {
     return end != text;
 }
 
-/// The same, where no number means 0.
+/// The same, saturating at the limits of int.
+inline bool ka_scan_number(const char* text, int* value) {
+    int64_t wide = 0;
+    const bool found = ka_scan_number(text, &wide);
+    *value = static_cast<int>(wide < INT_MIN ? INT_MIN : wide > INT_MAX ? INT_MAX : wide);
+    return found;
+}
+
+/// The number at the start of `text`; 0 when there is none.
 inline int64_t ka_text_to_int64(const char* text) {
     int64_t value = 0;
     ka_scan_number(text, &value);
@@ -37,6 +45,7 @@ inline int64_t ka_text_to_int64(const char* text) {
 
 /// The same, saturating at the limits of int.
 inline int ka_text_to_int(const char* text) {
-    const int64_t value = ka_text_to_int64(text);
-    return static_cast<int>(value < INT_MIN ? INT_MIN : value > INT_MAX ? INT_MAX : value);
+    int value = 0;
+    ka_scan_number(text, &value);
+    return value;
 }

@@ -5,18 +5,18 @@
 
 namespace {
 
+struct Probe : CNetTest_HttpBase {
+    Probe() : CNetTest_HttpBase(0, 0) {}
+    int onTranExStart(const timeval*) override {
+        if (raiseExit)
+            exitExec();
+        return 0;
+    }
+    bool raiseExit = false;
+};
+
 class HttpRun : public OwnHost {
   protected:
-    struct Test : CNetTest_HttpBase {
-        Test() : CNetTest_HttpBase(0, 0) {}
-        int onTranExStart(const timeval*) override {
-            if (raiseExit)
-                exitExec();
-            return 0;
-        }
-        bool raiseExit = false;
-    };
-
     /// Runs a test against a server that gives one response a connection ("PORT" in it is its port)
     /// and then "closes", "resets" or "holds" it; the outcome of the record.
     std::string run(const Row& responses, const std::string& end, size_t piece = 0) {
@@ -36,7 +36,7 @@ class HttpRun : public OwnHost {
                     c.reset();
             }
         });
-        test = std::make_unique<Test>();
+        test = std::make_unique<Probe>();
         SHttpBaseConfig& config = test->m_stHttpBaseConfig;
         ka_copy_text(config.url, "http://127.0.0.1:" + port + "/a?b");
         config.do_get = 1;
@@ -48,10 +48,10 @@ class HttpRun : public OwnHost {
             test->onMainLoop();
         });
         test->stopTest();
-        return outcome(readFile("/tmp/httpdata"), 12);
+        return outcome(readFile("/tmp/httpdata"));
     }
 
-    std::unique_ptr<Test> test;
+    std::unique_ptr<Probe> test;
     std::string port;
     std::string requests;
     std::string trace;
@@ -60,7 +60,6 @@ class HttpRun : public OwnHost {
 };
 
 const std::string ok = "HTTP/1.1 200 OK\r\n";
-const std::string moved = "HTTP/1.1 302 Found\r\nLocation: http://127.0.0.1:PORT/c\r\n\r\n";
 const std::string hello = ok + "Content-Length: 5\r\n\r\nhello";
 
 }  // namespace
@@ -108,8 +107,8 @@ TEST_F(HttpRun, Outcomes) {
     }
 }
 
-TEST_F(HttpRun, SendsTheRequestsByteForByte) {
-    run({"\1" + moved,
+TEST_F(HttpRun, RequestsAndTraces) {
+    run({"\1HTTP/1.1 302 Found\r\nLocation: http://127.0.0.1:PORT/c\r\n\r\n",
          "HTTP/1.1 308 P\r\nLocation: https://127.0.0.1:PORT/x?y=1#z\r\nContent-Length: 0\r\n\r\n",
          hello},
         "closes");
@@ -119,10 +118,6 @@ TEST_F(HttpRun, SendsTheRequestsByteForByte) {
         "GET /a?b" + rest + "GET /c" + rest + "GET https://127.0.0.1:" + port + "/x?y=1#z" + rest,
         requests);
     EXPECT_GE(ka_tv_span_msecs(test->m_tvTestStart, test->m_tvConnStart), 100);  // the first's
-}
-
-TEST_F(HttpRun, TracesEachStep) {
-    run({hello}, "holds");
     EXPECT_EQ(
         "rev size is 43,buff size is 524288\nhead parsed!(Content-Length=5)\nhttp_code is 200\n"
         "response header is " +
@@ -131,8 +126,7 @@ TEST_F(HttpRun, TracesEachStep) {
             "in 1 m_iGetTransSize is 5,m_iDataRecvSize is 5\nm_iGetTransSize is 5,m_iDataRecvSize "
             "is 5\n"
             "onMainLoop 15\nonMainLoop 16\n",
-        trace.substr(trace.find("rev size")));
-    EXPECT_EQ(0, test->m_iAvgSpeed);
+        trace.substr(trace.rfind("rev size")));
     EXPECT_EQ(38, test->m_iHeadSize);
     EXPECT_FALSE(ka_tv_later(test->m_tvTranEnd, test->m_tvTranStart));
 }
@@ -148,12 +142,6 @@ TEST_F(HttpRun, GrowsTheBufferForALongHeadUpToItsBound) {
     EXPECT_EQ("4 6640 0", run({endless}, "closes"));
 }
 
-TEST_F(HttpRun, TheExitFlagEndsIt) {
-    raiseExit = true;
-    EXPECT_EQ("5 6664 5", run({ok + "\r\nhello"}, "holds"));
-    EXPECT_EQ("5 0000 0", run({}, "holds"));  // it stays raised
-}
-
 TEST_F(HttpRun, SamplesEverySecond) {
     std::string live;
     Peer reader([&] {
@@ -164,15 +152,15 @@ TEST_F(HttpRun, SamplesEverySecond) {
         });
     });
     const std::string k10(10000, 'x');
-    const std::string pause(13, '\1');
-    EXPECT_EQ("6 6666 30000", run({ok + "\r\n" + k10 + pause + k10 + "\1" + k10}, "closes"));
+    EXPECT_EQ("6 6666 30000",
+              run({ok + "\r\n" + k10 + std::string(13, '\1') + k10 + "\1" + k10}, "closes"));
     reader.join();
-    EXPECT_EQ("4 6664 20000", outcome(live, 12));
+    EXPECT_EQ("4 6664 20000", outcome(live));
     EXPECT_GT(test->m_iMaxSpeed, test->m_iMinSpeed);
     EXPECT_NEAR(30000 / 1.4, static_cast<double>(test->m_iAvgSpeed), 6000);
 }
 
-TEST_F(HttpRun, RecordOfAFailedConnect) {
+TEST_F(HttpRun, FailuresWithoutAResponse) {
     CNetTest_HttpBase http(0, 0);
     ka_copy_text(http.m_stHttpBaseConfig.url, "http://127.0.0.1:1/");
     printed([&] {
@@ -186,9 +174,9 @@ TEST_F(HttpRun, RecordOfAFailedConnect) {
     EXPECT_TRUE(http.m_bConnFail);
     EXPECT_EQ(-1, http.m_stHttpBaseConfig.conn_timeout);
     EXPECT_EQ(60, http.m_stHttpBaseConfig.head_timeout.tv_sec);
+    raiseExit = true;
+    EXPECT_EQ("5 6664 5", run({ok + "\r\nhello"}, "holds"));
+    EXPECT_EQ("5 0000 0", run({}, "holds"));  // it stays raised
     shell("rm /tmp/httpdata; mkdir /tmp/httpdata");
     EXPECT_EQ("File error setup save!\n", printed([&] { http.reportHttpTestResult(false); }));
-    int closed = 1;
-    EXPECT_EQ(-1, http.recvHttpReply(&http.m_tvConnEnd, nullptr, 0, &closed, nullptr));
-    EXPECT_EQ(0, closed);
 }

@@ -3,6 +3,7 @@
 #include <sys/resource.h>
 
 #include <csignal>
+#include <cstring>
 
 #include "netbase/cnettest.h"
 #include "tests/support/testbed.h"
@@ -96,9 +97,9 @@ TEST_F(Sockets, OpenBindsTheDeviceAndItsAddress) {
     EXPECT_EQ(" 0.0.0.0 5000", bound(plain.get()));
     Listener taken;
     EXPECT_EQ(-1, port.openINET4Socket(SOCK_STREAM, 0, 0x10000 + taken.port()));
-    std::strcpy(port.m_szBindDevName, "dev0");
-    writeFile(portFile("inet4_gw"), "10.1.0.254\n");
-    writeFile(portFile("inet6_gw"), "junk");
+    strcpy(port.m_szBindDevName, "dev0");
+    writePortFile("inet4_gw", "10.1.0.254\n");
+    writePortFile("inet6_gw", "junk");
     const CDescriptor in4(port.openINET4Socket(SOCK_STREAM, 0, 5001));
     EXPECT_EQ("dev0 10.1.0.1 5001", bound(in4.get()));
     const CDescriptor in6(port.openINET6Socket(SOCK_STREAM, 0, 5001));
@@ -116,18 +117,18 @@ TEST_F(Sockets, InterfaceInformation) {
     EXPECT_EQ(0U, port.getBindDevIface());
     EXPECT_EQ(0, port.getBindDevHWAddr(false)[0]);
     EXPECT_EQ(-1, port.getINET4Info(&addr, &mask, &gw));
-    std::strcpy(port.m_szBindDevName, "dev0:1");
+    strcpy(port.m_szBindDevName, "dev0:1");
     EXPECT_NE(0U, port.getBindDevIface());
-    std::strcpy(port.m_szBindDevName, "dev0");
+    strcpy(port.m_szBindDevName, "dev0");
     EXPECT_EQ(0, port.isINET4Connected());  // no gateway file
     EXPECT_EQ(0U, addr.s_addr | mask.s_addr | gw.s_addr);
-    writeFile(portFile("inet4_gw"), "10.1.0.254\n");
+    writePortFile("inet4_gw", "10.1.0.254\n");
     EXPECT_EQ("the ip_addr is 10.1.0.1\n",
               printed([&] { EXPECT_EQ(0, port.getINET4Info(&addr, &mask, &gw)); }));
     EXPECT_EQ(ip4("255.255.0.0").s_addr, mask.s_addr);
     EXPECT_EQ(ip4("10.1.0.254").s_addr, gw.s_addr);
 
-    writeFile(portFile("inet6_gw"), "2001:db8::fe");
+    writePortFile("inet6_gw", "2001:db8::fe");
     EXPECT_EQ(-1, port.getINET6Info(nullptr, &prefix, &gw6));  // link-local and site-local only
     EXPECT_EQ(0, prefix);
     EXPECT_EQ(0xFE, gw6.s6_addr[15]);

@@ -54,8 +54,7 @@ class TheProgram : public OwnHost {
         std::string record;
         for (const char* path : {"/tmp/httpdata", "/tmp/ftpgetrst", "/tmp/ftpputrst"})
             record += readFile(path);
-        return outcome(record, record.find("ctrlconn") != std::string::npos ? 14 : 12) +
-               (status != 0 ? " exit status " + std::to_string(status) : "");
+        return outcome(record) + (status != 0 ? " exit status " + std::to_string(status) : "");
     }
 
     std::unique_ptr<Program> server;
@@ -124,7 +123,7 @@ TEST_F(TheProgram, DownloadsFromARealWebServer) {
     server.reset();
     EXPECT_EQ("5 6500 0", run(get + " >/dev/null"));
     EXPECT_EQ("5 5000 0", run("-m 2 -dst http://no.such./ >/dev/null"));
-    EXPECT_EQ("no record: ", run(">/dev/null"));
+    EXPECT_EQ("no record", run(">/dev/null").substr(0, 9));
 }
 
 TEST_F(TheProgram, TransfersWithRealFtpServers) {

@@ -1,10 +1,8 @@
 #include "tests/support/testbed.h"
 
 #include <arpa/inet.h>
-#include <net/if.h>
 #include <netinet/tcp.h>
 #include <sched.h>
-#include <sys/ioctl.h>
 #include <sys/mount.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -14,6 +12,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "app/recordview.h"
 #include "netbase/cnetbase.h"
 
 namespace {
@@ -62,8 +61,8 @@ void writeFile(const std::string& path, const std::string& text) {
     std::ofstream(path, std::ios::binary) << text;
 }
 
-std::string portFile(const std::string& name) {
-    return "/proc/sys/net/kanet/port-0/" + name;
+void writePortFile(const std::string& name, const std::string& text) {
+    writeFile("/proc/sys/net/kanet/port-0/" + name, text);
 }
 
 int shell(const std::string& command) {
@@ -108,6 +107,17 @@ in6_addr ip6(const char* text) {
     return addr;
 }
 
+std::string outcome(const std::string& bytes) {
+    SRecord record;
+    std::string why;
+    if (!parse_record(bytes, guess_record_kind(bytes), &record, &why))
+        return "no record: " + why;
+    std::string text;
+    for (size_t i = 0; record.kind->fields[i].kind <= ERecordValue::step; ++i)
+        text += std::to_string(record.values[i]) + (i == 0 ? " " : "");
+    return text + " " + std::to_string(record.value("totdata"));
+}
+
 std::vector<Row> table(const std::string& text) {
     std::vector<Row> rows;
     std::istringstream lines(text);
@@ -129,18 +139,18 @@ std::string Connection::readUntil(const std::string& end) {
     std::string text;
     char c = 0;
     while ((text.size() < end.size() || text.substr(text.size() - end.size()) != end) &&
-           isReadable(m_fd) && recv(m_fd, &c, 1, 0) == 1)
+           isReadable(fd) && recv(fd, &c, 1, 0) == 1)
         text += c;
     return text;
 }
 
 void Connection::say(std::string text, size_t piece) {
     const int on = 1;
-    setsockopt(m_fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof(on));
+    setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof(on));
     while (!text.empty()) {
         const size_t pause = text.find('\1');
         const size_t size = std::min(pause, piece > 0 ? piece : text.size());
-        send(m_fd, text.data(), std::min(size, text.size()), MSG_NOSIGNAL);
+        send(fd, text.data(), std::min(size, text.size()), MSG_NOSIGNAL);
         sleepMs(size == pause ? 100 : piece > 0 ? 2 : 0);
         text.erase(0, size == pause ? size + 1 : size);
     }
@@ -148,7 +158,7 @@ void Connection::say(std::string text, size_t piece) {
 
 void Connection::reset() {
     const linger hard{1, 0};
-    setsockopt(m_fd, SOL_SOCKET, SO_LINGER, &hard, sizeof(hard));
+    setsockopt(fd, SOL_SOCKET, SO_LINGER, &hard, sizeof(hard));
     close();
 }
 
@@ -163,8 +173,8 @@ Connection Listener::accept() {
     return Connection(isReadable(m_sock.get()) ? ::accept(m_sock.get(), nullptr, nullptr) : -1);
 }
 
-Program::Program(const std::string& command) : m_pid(fork()) {
-    if (m_pid == 0) {
+Program::Program(const std::string& command) : pid(fork()) {
+    if (pid == 0) {
         setpgid(0, 0);
         prctl(PR_SET_PDEATHSIG, SIGKILL);
         execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
@@ -173,26 +183,6 @@ Program::Program(const std::string& command) : m_pid(fork()) {
 }
 
 Program::~Program() {
-    kill(-m_pid, SIGKILL);
-    waitpid(m_pid, nullptr, 0);
-}
-
-std::string outcome(const std::string& record, size_t fields) {
-    std::string steps;
-    std::string bytes;
-    size_t found = 0;
-    for (size_t at = 0; at < record.size();
-         at = record.find_first_of(std::string(",\0", 2), at) + 1) {
-        const size_t end = record.find_first_of(std::string(":,\0", 3), at);
-        const std::string key = record.substr(at, end - at);
-        const std::string value = std::to_string(std::stoll("0" + record.substr(end + 1)));
-        at = end + 1;
-        ++found;
-        if (key.find("step") != std::string::npos)
-            steps += value + (key == "overall_step" ? " " : "");
-        if (key == "totdata")
-            bytes = " " + value;
-    }
-    const bool whole = found == fields && record.find('\0') == record.size() - 1;
-    return whole ? steps + bytes : "no record: " + record;
+    kill(-pid, SIGKILL);
+    waitpid(pid, nullptr, 0);
 }

@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <functional>
 #include <memory>
 #include <string>
@@ -22,8 +21,8 @@ class OwnHost : public testing::Test {
 
 std::string readFile(const std::string& path);
 void writeFile(const std::string& path, const std::string& text);
-/// The port control file of port 0.
-std::string portFile(const std::string& name);
+/// Writes a port control file of port 0.
+void writePortFile(const std::string& name, const std::string& text);
 /// Runs a shell command; its exit status.
 int shell(const std::string& command);
 /// What `call` prints to standard output.
@@ -32,10 +31,12 @@ std::string printed(const std::function<void()>& call);
 bool eventually(const std::function<bool()>& done);
 void sleepMs(int msecs);
 
-/// Bytes written as hex digits, blanks ignored.
 std::string hex(const std::string& digits);
 in_addr ip4(const char* text);
 in6_addr ip6(const char* text);
+
+/// The outcome of a result record in words, "overall steps bytes"; a complaint when it is none.
+std::string outcome(const std::string& record);
 
 using Row = std::vector<std::string>;
 /// A table written as text: a row a line, fields between "|". Blanks around a field are cut off;
@@ -58,22 +59,20 @@ class Exact {
 };
 
 /// One connection of a peer. Reads give up after 10 s, as a test's safety net.
-class Connection {
-  public:
-    explicit Connection(int fd) : m_fd(fd) {}
+struct Connection {
+    explicit Connection(int sock) : fd(sock) {}
+    Connection(Connection&& other) noexcept : fd(std::exchange(other.fd, -1)) {}
     ~Connection() { close(); }
-    int fd() const { return m_fd; }
     /// Reads until the bytes end with `end` or the connection does.
     std::string readUntil(const std::string& end);
     /// Sends it all, in pieces of `piece` bytes that arrive one by one (0: at once); "\1" is a
     /// pause.
     void say(std::string text, size_t piece = 0);
-    void close() { ka_close_socket(m_fd); }
+    void close() { ka_close_socket(fd); }
     /// Closes with a reset instead of an orderly end.
     void reset();
 
-  private:
-    int m_fd;
+    int fd;
 };
 
 /// A listening TCP socket on loopback.
@@ -81,6 +80,7 @@ class Listener {
   public:
     explicit Listener(int family = AF_INET);
     int port() const { return CSockAddr::localOf(m_sock.get()).port(); }
+    int sock() const { return m_sock.get(); }
     /// The next connection, or one with descriptor -1 when none comes within 10 s.
     Connection accept();
 
@@ -89,30 +89,18 @@ class Listener {
 };
 
 /// A peer that serves in a thread, which whoever owns it waits for.
-class Peer {
-  public:
-    explicit Peer(std::function<void()> serve) : m_thread(std::move(serve)) {}
-    ~Peer() { join(); }
-    void join() {
-        if (m_thread.joinable())
-            m_thread.join();
+struct Peer : std::thread {
+    using std::thread::thread;
+    ~Peer() {
+        if (joinable())
+            join();
     }
-
-  private:
-    std::thread m_thread;
 };
 
 /// A program in the background: killed, with all it started, when the test ends.
-class Program {
-  public:
+struct Program {
     explicit Program(const std::string& command);
     ~Program();
-    pid_t pid() const { return m_pid; }
 
-  private:
-    pid_t m_pid;
+    pid_t pid;
 };
-
-/// The fields of a result record in words: "overall steps bytes", times and speeds left out, or the
-/// text itself when it is not a whole record of `fields` fields with its NUL.
-std::string outcome(const std::string& record, size_t fields);

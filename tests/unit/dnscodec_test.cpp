@@ -1,6 +1,8 @@
 // The DNS message codec.
 #include <arpa/inet.h>
 
+#include <cstring>
+
 #include "netbase/dnscodec.h"
 #include "tests/support/testbed.h"
 
@@ -35,7 +37,7 @@ std::string response(const std::vector<std::string>& records, int questions = 1)
 std::string parsed(const std::string& msg, int id = 0x1234, int family = AF_INET) {
     Exact<unsigned char> block(msg);
     hostent out;
-    std::memset(&out, 0x55, sizeof(out));
+    memset(&out, 0x55, sizeof(out));
     if (kadns_parse_dnsres(family, block.data(), block.size(), id, &out) != 0)
         return out.h_name == nullptr && out.h_addr_list == nullptr ? "refused" : "not zeroed";
     std::string text = out.h_name;

