@@ -1,6 +1,4 @@
 // net-test: a network throughput tester. One run does one FTP or HTTP test and ends.
-#include <cstdio>
-
 #include "app/driver.h"
 #include "app/process.h"
 
@@ -9,6 +7,6 @@ int main(int argc, char** argv) {
     disarm_broken_pipes();
     install_trace_output();
     const int status = run_net_test(argc, argv);
-    fflush(stdout);
+    finish_trace_output();
     return status;
 }

@@ -1,14 +1,15 @@
 #include "app/process.h"
 
 #include <fcntl.h>
-#include <sys/time.h>
+#include <limits.h>
+#include <string.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <ctime>
 #include <string_view>
 
 #include "netbase/clock.h"
@@ -16,8 +17,18 @@
 
 namespace {
 
-constexpr timeval reader_patience = {0, 500000};
-constexpr timeval shortest_wait = {0, 1000};
+/// How long the reader of the traces is waited for: while the test runs, and at its end.
+constexpr timeval running_patience = {0, 100000};
+constexpr timeval final_patience = {0, 500000};
+
+/// Any write may take that long.
+constexpr timeval short_write = {0, 1000};
+
+/// Holds all traces from a response head that fills the first receive to the receive after it, so
+/// that none of them is brought out in between.
+constexpr size_t trace_buffer_size = 524288 + 65536;
+
+timeval patience_left = running_patience;
 
 void do_nothing(int) {}
 
@@ -26,46 +37,64 @@ void install_empty_handler(int signal, int flags) {
     action.sa_handler = do_nothing;
     action.sa_flags = flags;
     sigaction(signal, &action, nullptr);
+    sigset_t one;
+    sigemptyset(&one);
+    sigaddset(&one, signal);
+    sigprocmask(SIG_UNBLOCK, &one, nullptr);
 }
 
-/// What is left of the patience with the reader of the traces.
-timeval patience_left = reader_patience;
-
-/// Counts the time since `start`, unless it is as short as a write to a ready reader takes.
-void use_patience(const timeval& start) {
-    const timeval used = ka_tv_diff(ka_now(), start);
-    if (ka_tv_later(used, patience_left))
-        patience_left = {0, 0};
-    else if (ka_tv_later(used, shortest_wait))
-        patience_left = ka_tv_diff(patience_left, used);
+/// A signal of our own, which leaves alone the alarms of whoever started the process.
+int write_timer_signal() {
+    return SIGRTMIN;
 }
 
 /// Interrupts a write that does not end in time, again and again until it is over.
 class CWriteTimer {
   public:
     explicit CWriteTimer(const timeval& limit) {
-        const itimerval timer{shortest_wait, limit};
-        setitimer(ITIMER_REAL, &timer, nullptr);
+        sigevent event{};
+        event.sigev_notify = SIGEV_SIGNAL;
+        event.sigev_signo = write_timer_signal();
+        m_isSet = timer_create(CLOCK_MONOTONIC, &event, &m_timer) == 0;
+        const itimerspec times{{0, short_write.tv_usec * 1000},
+                               {limit.tv_sec, limit.tv_usec * 1000}};
+        if (m_isSet)
+            timer_settime(m_timer, 0, &times, nullptr);
     }
     CWriteTimer(const CWriteTimer&) = delete;
     CWriteTimer& operator=(const CWriteTimer&) = delete;
     ~CWriteTimer() {
-        const itimerval off{};
-        setitimer(ITIMER_REAL, &off, nullptr);
+        if (m_isSet)
+            timer_delete(m_timer);
     }
+
+  protected:
+    timer_t m_timer{};
+    bool m_isSet = false;
 };
 
-/// Writes what the reader takes in time; 0 or less when it takes nothing.
+/// Counts the time since `start`, unless it is as short as any write may take.
+void use_patience(const timeval& start) {
+    const timeval used = ka_tv_diff(ka_now(), start);
+    if (ka_tv_later(used, patience_left))
+        patience_left = {0, 0};
+    else if (ka_tv_later(used, short_write))
+        patience_left = ka_tv_diff(patience_left, used);
+}
+
+/// Writes what the reader takes in time; 0 or less when it takes nothing. A reader that has used up
+/// the patience is offered no more than a pipe takes at once.
 ssize_t write_in_time(std::string_view text) {
+    const bool patient = ka_tv_later(patience_left, short_write);
     const timeval start = ka_now();
     ssize_t written = -1;
     if (ka_wait(STDOUT_FILENO, POLLOUT, &patience_left) == EWait::ready) {
-        const CWriteTimer timer(ka_tv_later(patience_left, shortest_wait) ? patience_left
-                                                                          : shortest_wait);
-        written = write(STDOUT_FILENO, text.data(), text.size());
+        const CWriteTimer timer(patient ? patience_left : short_write);
+        written = write(STDOUT_FILENO, text.data(),
+                        patient ? text.size() : std::min<size_t>(text.size(), PIPE_BUF));
     }
     use_patience(start);
-    return written;
+    return patient ? written : -1;
 }
 
 /// Counts everything as written: traces that are lost are no error of the stream.
@@ -96,11 +125,17 @@ void disarm_broken_pipes() {
 }
 
 void install_trace_output() {
-    static std::array<char, 65536> buffer;
+    static std::array<char, trace_buffer_size> buffer;
+    explicit_bzero(buffer.data(), buffer.size());  // touches its pages before the test
     FILE* traces = fopencookie(nullptr, "w", {nullptr, write_traces, nullptr, nullptr});
     if (traces == nullptr)
         return;
-    install_empty_handler(SIGALRM, 0);
+    install_empty_handler(write_timer_signal(), 0);
     setvbuf(traces, buffer.data(), _IOFBF, buffer.size());
     stdout = traces;
+}
+
+void finish_trace_output() {
+    patience_left = final_patience;
+    fflush(stdout);
 }

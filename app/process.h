@@ -9,6 +9,9 @@ void fill_standard_descriptors();
 /// empty handler rather than being ignored, so that child processes start with the default.
 void disarm_broken_pipes();
 
-/// Makes standard output fully buffered, and bounded in time: a reader that does not take the
-/// traces is waited for half a second in all; what it does not take then is dropped.
+/// Makes standard output fully buffered, and keeps its reader from holding up the test: one that
+/// does not take the traces is waited for a tenth of a second in all, then they are dropped.
 void install_trace_output();
+
+/// Brings out the last traces, for which the reader has half a second.
+void finish_trace_output();

@@ -7,6 +7,8 @@
 #include <sys/time.h>
 
 #include <array>
+#include <cstddef>
+#include <cstdint>
 
 #include "netbase/cnettest.h"
 #include "netbase/transferstat.h"

@@ -5,14 +5,13 @@
 #include <algorithm>
 #include <cinttypes>
 #include <climits>
-#include <memory>
-#include <new>
 
 #include "ftptest/cnettest_ftpbase.h"
 #include "ftptest/ftptext.h"
 #include "netbase/descriptor.h"
 #include "netbase/netstep.h"
 #include "netbase/textvalue.h"
+#include "netbase/transferbuffer.h"
 
 namespace {
 
@@ -44,7 +43,7 @@ int64_t bytes_to_upload(int64_t put_size) {
 
 struct CNetTest_FtpBase::SRun {
     FtpReply reply{};  ///< used again by every exchange
-    std::unique_ptr<char[]> data;
+    CTransferBuffer data;
     bool watchCtrl = true;  ///< the control connection can still say something
     bool quitSent = false;
 };
@@ -102,9 +101,7 @@ int CNetTest_FtpBase::beginRun(SRun& run) {
     if (m_eStepPrepare != NET_STEP_PASS || isExecExit())
         return -1;
     const auto size = static_cast<size_t>(std::max(m_stFtpBaseConfig.buff_size, default_buff_size));
-    // Zero-filled, which also touches the pages before the timed part.
-    run.data.reset(new (std::nothrow) char[size]());
-    return run.data != nullptr ? 0 : -1;
+    return run.data.allocate(size) ? 0 : -1;
 }
 
 int CNetTest_FtpBase::failControl(enet_step_type& step, bool& cause) {
@@ -159,9 +156,8 @@ int CNetTest_FtpBase::chooseDataMode() {
     puts("in 11");
     if (pasv || port) {
         // Active mode stands in for a passive one that is refused.
-        const bool chosen =
-            (pasv && negotiate(m_eStepPasv, onPassiveMode()) == 0) ||
-            (port && m_eStepPasv != NET_STEP_PASS && negotiate(m_eStepPort, onActiveMode()) == 0);
+        const bool chosen = (pasv && negotiate(m_eStepPasv, onPassiveMode()) == 0) ||
+                            (port && negotiate(m_eStepPort, onActiveMode()) == 0);
         if (!chosen)
             return -1;
     }
@@ -297,7 +293,7 @@ bool CNetTest_FtpBase::receivePart(SRun& run) {
     const SFtpBaseConfig& config = m_stFtpBaseConfig;
     int ctrl_readable = 0;
     int error = 0;
-    const int received = recvFtpData(config.data_timeout, run.data.get(), config.buff_size,
+    const int received = recvFtpData(config.data_timeout, run.data.data(), config.buff_size,
                                      run.watchCtrl ? &ctrl_readable : nullptr, &error);
     const timeval now = ka_now();
     if (ctrl_readable != 0)
@@ -350,7 +346,7 @@ int CNetTest_FtpBase::upload(SRun& run) {
     do {
         if (isExecExit())
             return -1;
-        const int sent = sendFtpData(config.data_timeout, run.data.get(), config.buff_size);
+        const int sent = sendFtpData(config.data_timeout, run.data.data(), config.buff_size);
         const timeval now = ka_now();
         m_tvTranEnd = now;
         if (sent < 0) {

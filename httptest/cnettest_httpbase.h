@@ -5,6 +5,8 @@
 #include <netinet/in.h>
 #include <sys/time.h>
 
+#include <cstdint>
+
 #include "netbase/cnettest.h"
 #include "netbase/transferstat.h"
 

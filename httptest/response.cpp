@@ -36,7 +36,9 @@ bool parse_status_line(std::string_view line, SStatusLine* status) {
         return false;
     if (protocol.substr(0, version.size()) != version)
         return false;
-    status->code = ka_text_to_int(code.data());  // a separator ends it
+    char digits[32];  // apart, or a token without digits would reach into the next word
+    ka_copy_text(digits, code);
+    status->code = ka_text_to_int(digits);
     status->reason = line;
     return true;
 }

@@ -8,6 +8,7 @@
 #include "netbase/descriptor.h"
 #include "netbase/netstep.h"
 #include "netbase/textvalue.h"
+#include "netbase/transferbuffer.h"
 
 namespace {
 
@@ -19,44 +20,6 @@ constexpr timeval body_wait = {2, 0};
 bool is_moved(int code) {
     return code == 301 || code == 302;
 }
-
-/// The receive buffer, which doubles while a head does not fit.
-class CReceiveBuffer {
-  public:
-    CReceiveBuffer() = default;
-    CReceiveBuffer(const CReceiveBuffer&) = delete;
-    CReceiveBuffer& operator=(const CReceiveBuffer&) = delete;
-    ~CReceiveBuffer() { std::free(m_data); }
-
-    /// Sizes the empty buffer. Its pages are touched here, not in the timed part of a run.
-    bool allocate(size_t size) {
-        m_data = static_cast<char*>(std::malloc(size));
-        if (m_data == nullptr)
-            return false;
-        std::memset(m_data, 0, size);
-        m_size = size;
-        return true;
-    }
-
-    /// Doubles the buffer, keeping its content; false, and unchanged, when it can't grow.
-    bool grow() {
-        if (m_size > buffer_max / 2)
-            return false;
-        auto* grown = static_cast<char*>(std::realloc(m_data, m_size * 2));
-        if (grown == nullptr)
-            return false;
-        m_data = grown;
-        m_size *= 2;
-        return true;
-    }
-
-    char* data() { return m_data; }
-    size_t size() const { return m_size; }
-
-  protected:
-    char* m_data = nullptr;
-    size_t m_size = 0;
-};
 
 /// Finds the end of a head that arrives in pieces, looking at each byte once.
 class CTailFinder {
@@ -79,12 +42,12 @@ class CTailFinder {
 }  // namespace
 
 struct CNetTest_HttpBase::SRun {
-    CReceiveBuffer buffer;
-    size_t fill = 0;    ///< bytes of the current response in the buffer
-    CTailFinder tail;   ///< the search for the end of the current head
-    timeval now{};      ///< latest clock reading: before a head receive, after a body receive
-    timeval headEnd{};  ///< deadline of the head
-    int code = -1;      ///< status code of the current response
+    CTransferBuffer buffer;  ///< doubles while a head does not fit
+    size_t fill = 0;         ///< bytes of the current response in the buffer
+    CTailFinder tail;        ///< the search for the end of the current head
+    timeval now{};           ///< latest clock reading: before a head receive, after a body receive
+    timeval headEnd{};       ///< deadline of the head
+    int code = -1;           ///< status code of the current response
 };
 
 int CNetTest_HttpBase::connectHttpServ() {
@@ -188,7 +151,7 @@ int CNetTest_HttpBase::receiveHead(SRun& run) {
         printf("rev size is %zu,buff size is %zu\n", run.fill, run.buffer.size());
         if (found)
             break;
-        if (run.fill == run.buffer.size() ? !run.buffer.grow() : isExecExit())
+        if (run.fill == run.buffer.size() ? !run.buffer.grow(buffer_max) : isExecExit())
             return -1;
     } while (true);
 
@@ -229,7 +192,7 @@ void CNetTest_HttpBase::takeHead(SRun& run) {
 
 int CNetTest_HttpBase::receiveBody(SRun& run) {
     startBody(run);
-    while (!m_bTranDone) {
+    do {
         printf("in 1 m_iGetTransSize is %" PRId64 ",m_iDataRecvSize is %" PRId64 "\n",
                m_iGetTransSize, m_iDataRecvSize);
         if (is_moved(run.code))
@@ -243,7 +206,7 @@ int CNetTest_HttpBase::receiveBody(SRun& run) {
         if (isExecExit())
             return -1;
         sampleBody(run);
-    }
+    } while (!m_bTranDone);
     return 0;
 }
 
@@ -292,11 +255,12 @@ int CNetTest_HttpBase::judgeBodyPart(bool closed, bool error) {
 }
 
 void CNetTest_HttpBase::sampleBody(const SRun& run) {
-    const bool due = isSampleDue(run.now);
-    if (m_bTranDone || due)
+    if (m_bTranDone) {
         httpTranStat(&run.now);
-    if (!m_bTranDone && due)
+    } else if (isSampleDue(run.now)) {
+        httpTranStat(&run.now);
         reportHttpTestResult(true);
+    }
 }
 
 bool CNetTest_HttpBase::followRedirect(const SRun& run) {

@@ -209,16 +209,20 @@ class CNetBase {
     // the next lookup overwrites; callers copy what they keep and free nothing.
 
     /// Asks for the addresses of a name, A records for family 2 (server: g_dns_addr), AAAA records
-    /// for family 10 (servers: "inet6_dns1", "inet6_dns2"), by the plan of netbase/retryplan.h from
-    /// 1 s on. Always sends a query, even for an address literal. Returns `out`, or a static record
-    /// when that is null; the address list may be empty. Null on failure.
+    /// for family 10 (servers: "inet6_dns1", "inet6_dns2"). Each of DNSREQ_TRYOUT attempts asks the
+    /// first server, then the second; the reply time-out is 1 s and doubles with every attempt.
+    /// Always sends a query, even for an address literal. Returns `out`, or a static record when
+    /// that is null. Its address list may be empty, or hold addresses of the other family too,
+    /// which kadns_addr_length tells apart. Null on failure.
     hostent* getHostAddr(int family, const char* name, hostent* out);
     /// One exchange of getHostAddr, with the first or second server; `timeout` in microseconds.
     hostent* getHostAddr2(int family, const char* name, hostent* out, bool bUseDNS1, int timeout);
     /// Finds the servers of a service by an SRV query (servers: "inet4_dns1/2" or "inet6_dns1/2",
-    /// by family; plan from 5 s on) and resolves every target with getHostAddr. Entry k of the
-    /// record's alias list names the target that entry k of its address list belongs to. Returns
-    /// the merged record, the answer's own record (`out`) when it named no target, or null.
+    /// by family; attempts as in getHostAddr, from 5 s on) and resolves every target with
+    /// getHostAddr. Returns the merged record: entry k of its alias list names the target that
+    /// entry k of its address list belongs to, and its h_name is null. When the answer named no
+    /// target, returns the answer's own record (`out`), whose lists do not belong together and
+    /// whose h_name is the name asked. Null on failure.
     hostent* getHostSrv(int family, const char* name, hostent* out);
     /// One exchange of getHostSrv, with the first or second server, and the merge.
     hostent* getHostSrv2(int family, const char* name, hostent* out, bool bUseDNS1, int timeout);

@@ -37,7 +37,8 @@ constexpr size_t inet6_size = 16;
 char kanet_dns_host_name[dns_name_size];
 char kanet_dns_alias_name[dns_list_max + 1][dns_name_size];
 char* kanet_dns_alias_list[dns_list_max + 1];
-char kanet_dns_inet4_addr[dns_list_max + 1][inet4_size];
+// A caller that asked for IPv6 may take a listed IPv4 slot for 16 bytes: they are there to be read.
+char kanet_dns_inet4_addr[dns_list_max + inet6_size / inet4_size][inet4_size];
 char kanet_dns_inet6_addr[dns_list_max + 1][inet6_size];
 char* kanet_dns_addr_list[dns_list_max + 1];
 
@@ -273,7 +274,7 @@ int dnsname2hostname(const unsigned char* src, char* dst, const char* msg) {
     DnsName text;
     size_t encoded = 0;
     const bool decoded = reader.decodeName(&text, &encoded);
-    std::memcpy(dst, text.data(), std::strlen(text.data()) + 1);
+    std::memcpy(dst, text.data(), text.size());
     return decoded ? static_cast<int>(encoded) : -1;
 }
 

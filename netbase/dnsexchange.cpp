@@ -76,5 +76,8 @@ bool kadns_exchange(KadnsSend send_query, int family, int sock, const char* host
         return false;
     kadns_recv_response(family, sock, id, timeout, record);
     // The record tells more than the result: an accepted response may lack the question.
-    return record->h_name != nullptr && record->h_name[0] != '\0';
+    const bool answered = record->h_name != nullptr && record->h_name[0] != '\0';
+    if (!answered)
+        *record = {};
+    return answered;
 }

@@ -21,6 +21,6 @@ int kadns_recv_response(int family, int sock, int id, int timeout, hostent* out)
 using KadnsSend = int (*)(int, int, const char*, int, const sockaddr*);
 
 /// A whole exchange: sends a query with a new identifier from rand() and waits for its response.
-/// True when one was accepted that echoes the question; `record` is zeroed or undefined otherwise.
+/// True when one was accepted that echoes the question; `record` is zeroed when none was.
 bool kadns_exchange(KadnsSend send_query, int family, int sock, const char* host,
                     const sockaddr* server, int timeout, hostent* record);

@@ -17,6 +17,10 @@ int main(int argc, char** argv) {
         printf("%s could not be looked up\n", argv[2]);
         return 1;
     }
+    if (found->h_name != nullptr) {  // the answer's own record: it named no server
+        printf("%s has no servers\n", argv[2]);
+        return 1;
+    }
     // Entry k of the one list belongs to entry k of the other.
     for (int k = 0; found->h_addr_list[k] != nullptr; ++k) {
         char address[INET6_ADDRSTRLEN];
