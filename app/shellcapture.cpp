@@ -20,7 +20,7 @@
 namespace {
 
 /// How a child process starts: with the default for a broken pipe, whatever this process does about
-/// it, and leading a process group of its own.
+/// it.
 class CChildAttributes {
   public:
     CChildAttributes() {
@@ -29,8 +29,7 @@ class CChildAttributes {
         sigaddset(&defaults, SIGPIPE);
         posix_spawnattr_init(&m_attributes);
         posix_spawnattr_setsigdefault(&m_attributes, &defaults);
-        posix_spawnattr_setpgroup(&m_attributes, 0);
-        posix_spawnattr_setflags(&m_attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETPGROUP);
+        posix_spawnattr_setflags(&m_attributes, POSIX_SPAWN_SETSIGDEF);
     }
     CChildAttributes(const CChildAttributes&) = delete;
     CChildAttributes& operator=(const CChildAttributes&) = delete;
@@ -83,8 +82,8 @@ class CCommand {
         return count > 0 ? static_cast<size_t>(count) : 0;
     }
 
-    /// Ends a command that may go on for ever.
-    void stop() { kill(-m_pid, SIGKILL); }
+    /// Ends a command that may go on for ever. What it has started meets a broken pipe.
+    void stop() { kill(m_pid, SIGKILL); }
 
   protected:
     int m_output;
@@ -100,8 +99,9 @@ void executeCMD(const char* cmd, char* out) {
         return;
     }
     size_t used = strnlen(out, capture_size - 1);
-    // What is read counts, not what is kept: a command may write NUL bytes without end.
-    size_t room = capture_size - 1 - used;
+    // What is read counts, not what is kept: a command may write NUL bytes without end. A byte that
+    // comes for the place of the final NUL is one too many.
+    size_t room = capture_size - used;
     while (room > 0) {
         const size_t count = command.read(out + used, room);
         if (count == 0)
@@ -110,7 +110,7 @@ void executeCMD(const char* cmd, char* out) {
         char* const end = std::remove(out + used, out + used + count, '\0');
         used = static_cast<size_t>(end - out);
     }
-    out[used] = '\0';
+    out[std::min(used, capture_size - 1)] = '\0';
     if (room == 0)
         command.stop();
 }

@@ -49,7 +49,8 @@ sockaddr_ll CNetBase::linkAddress(int protocol, const unsigned char* hwaddr, boo
 
 int CNetBase::openEthPacket(int protocol, bool bind) {
     const sockaddr_ll local = linkAddress(protocol, getBindDevHWAddr(false), false);
-    CDescriptor sock(socket(AF_PACKET, SOCK_DGRAM | SOCK_CLOEXEC, protocol));
+    // One that is bound takes its protocol from there, or frames of other devices came in before.
+    CDescriptor sock(socket(AF_PACKET, SOCK_DGRAM | SOCK_CLOEXEC, bind ? 0 : protocol));
     if (!sock.isOpen())
         return -1;
     if (bind && ::bind(sock.get(), reinterpret_cast<const sockaddr*>(&local), sizeof(local)) != 0)

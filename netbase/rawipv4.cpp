@@ -42,9 +42,10 @@ int CNetBase::sendINET4Packet(int sock, int ttl, int protocol, const in_addr* ds
     in_addr gateway{};
     getINET4Info(&own, &mask, &gateway);
 
-    const bool broadcast = dst->s_addr == INADDR_BROADCAST;
-    const bool on_subnet = (own.s_addr & mask.s_addr) == (dst->s_addr & mask.s_addr);
-    const in_addr next_hop = broadcast || on_subnet ? *dst : gateway;
+    const bool is_direct = dst->s_addr == INADDR_BROADCAST ||
+                           (own.s_addr & mask.s_addr) == (dst->s_addr & mask.s_addr);
+    const in_addr next_hop = is_direct ? *dst : gateway;
+    const bool broadcast = next_hop.s_addr == INADDR_BROADCAST;
     if (next_hop.s_addr == INADDR_ANY)
         return -1;
     EtherAddr hwaddr = ether_broadcast;
