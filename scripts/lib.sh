@@ -66,16 +66,20 @@ build() {
         >"$root/build/$preset.log" 2>&1 || { cat "$root/build/$preset.log" >&2; die "the build failed"; }
 }
 
-# own_host NAME [ARG...]: runs scripts/parts/NAME in namespaces of its own: a network with loopback
-# up, an empty /tmp, processes that all end with it.
+# own_host PART [ARG...]: runs a script of the project in namespaces of its own: a network with
+# loopback up, an empty /tmp, processes that all end with it.
 own_host() {
-    local part=$root/scripts/parts/$1
+    local part=$root/$1
     shift
     [ "$(id -u)" -eq 0 ] || die "This needs root, for namespaces of its own."
     exec unshare --net --mount --pid --fork --kill-child --mount-proc bash -c '
         trap "exit 130" INT TERM
         set -eu
+        mount --bind "$0" /mnt  # the project may lie under /tmp
         mount -t tmpfs own /tmp
+        mkdir -p "$0"
+        mount --move /mnt "$0"
+        cd "$0"
         ip link set lo up
         . "$0/scripts/lib.sh"
         . "$0/scripts/servers.sh"

@@ -1,4 +1,4 @@
-# Real servers for the demo and the measurements, run inside a host of their own (see own_host).
+# Real servers for the demo, the measurements and the tests, run inside a host of their own (see own_host).
 # They serve /tmp/srv; uploads go to /tmp/srv/pub.
 # shellcheck shell=bash disable=SC2154
 
@@ -42,6 +42,8 @@ start_vsftpd() {
     cat >/tmp/vsftpd.conf <<CONF
 listen=YES
 listen_address=$address
+pasv_enable=${pasv_enable:-YES}
+no_anon_password=NO
 background=NO
 seccomp_sandbox=NO
 anonymous_enable=YES
@@ -53,4 +55,27 @@ secure_chroot_dir=/tmp/empty
 connect_from_port_20=NO
 CONF
     "$@" "$peers/usr/sbin/vsftpd" /tmp/vsftpd.conf &
+}
+
+# start_proftpd: on port 21 of loopback, for "anonymous" with any password.
+start_proftpd() {
+    cat >/tmp/proftpd.conf <<CONF
+ServerType standalone
+DefaultServer on
+UseIPv6 off
+UseReverseDNS off
+ScoreboardFile none
+PidFile /tmp/proftpd.pid
+DelayTable none
+WtmpLog off
+TransferLog none
+SystemLog none
+<Anonymous /tmp/srv>
+  User nobody
+  Group nogroup
+  UserAlias anonymous nobody
+  RequireValidShell off
+</Anonymous>
+CONF
+    "$peers/usr/sbin/proftpd" -n -c /tmp/proftpd.conf 2>/dev/null &
 }

@@ -14,7 +14,7 @@ class NameServer {
     NameServer(const CSockAddr& local, int count, std::function<Row(std::string)> answer)
         : m_sock(socket(local.family(), SOCK_DGRAM, 0)) {
         EXPECT_EQ(0, bind(m_sock.get(), local.get(), local.length()));
-        m_thread = std::make_unique<Peer>([this, count, answer] {
+        m_thread = std::async(std::launch::async, [this, count, answer] {
             for (int i = 0; i < count; ++i) {
                 char query[512];
                 sockaddr_storage from{};
@@ -31,7 +31,7 @@ class NameServer {
 
   private:
     CDescriptor m_sock;
-    std::unique_ptr<Peer> m_thread;
+    std::future<void> m_thread;
 };
 
 /// The response to a query, its question echoed, with records behind it.
@@ -52,25 +52,22 @@ class Dns : public OwnHost {
 
 TEST_F(Dns, RetryPlanDoublesAndSaturates) {
     std::string asked;
-    size_t count = 0;
+    hostent found;
     const auto plan = [&](int timeout, size_t answer_at) {
-        static hostent found;
         asked.clear();
-        count = 0;
-        return kadns_retry(timeout, [&](bool first, int t) {
+        return kadns_retry(timeout, [&, count = 0U](bool first, int t) mutable {
             asked += (first ? " 1:" : " 2:") + std::to_string(t);
             return ++count == answer_at ? &found : nullptr;
         });
     };
     EXPECT_EQ(nullptr, plan(3, 0));
     EXPECT_EQ(" 1:3 2:3 1:6 2:6 1:12 2:12 1:24 2:24 1:48 2:48", asked);
-    EXPECT_NE(nullptr, plan(3, 4));
+    EXPECT_EQ(&found, plan(3, 4));
     EXPECT_EQ(" 1:3 2:3 1:6 2:6", asked);
     CNetBase::DNSREQ_TRYOUT = 10;
     plan(5000000, 0);
     EXPECT_EQ(" 1:1280000000 2:1280000000 1:2147483647 2:2147483647",
               asked.substr(asked.find(" 1:1280")));
-    CNetBase::DNSREQ_TRYOUT = INT_MAX;
     CNetBase::exitExec();
     EXPECT_EQ(nullptr, plan(1, 1));
 }
@@ -78,27 +75,24 @@ TEST_F(Dns, RetryPlanDoublesAndSaturates) {
 TEST_F(Dns, ResponseIsAwaitedUntilTheDeadline) {
     int ends[2];
     ASSERT_EQ(0, socketpair(AF_UNIX, SOCK_DGRAM, 0, ends));
-    const std::string right = hex("0007 8180 0000 0000 0000 0000");
     const auto put = [&](const std::string& s) { send(ends[1], s.data(), s.size(), 0); };
     hostent out;
-    EXPECT_EQ(-1, kadns_recv_response(2, ends[0], 7, 0, &out));
-    for (const std::string& datagram :
-         {"\1\1" + right.substr(2), std::string("short"), right, right})
+    const std::string right = hex("0007 8180 0000 0000 0000 0000");
+    for (const std::string& datagram : {hex("0107") + right.substr(2), right.substr(0, 5), right})
         put(datagram);
     EXPECT_EQ(-1, kadns_recv_response(2, ends[0], 7, -1, &out));
     EXPECT_EQ(0, kadns_recv_response(2, ends[0], 0x10007, 5000000, &out));
-    EXPECT_EQ(0, kadns_recv_response(2, ends[0], 7, 0, nullptr));  // already there
     const timeval start = ka_now();
-    Peer nuisance([&] {
+    const auto nuisance = std::async(std::launch::async, [&] {
         for (int i = 0; i < 8; ++i) {
             put("nonsense that is no answer");
-            sleepMs(50);
+            usleep(50000);
         }
     });
     EXPECT_EQ(-1, kadns_recv_response(2, ends[0], 7, 200000, &out));
-    EXPECT_LT(ka_tv_msecs(ka_tv_diff(ka_now(), start)), 380);      // not prolonged by datagrams
+    EXPECT_LT(ka_tv_span_msecs(start, ka_now()), 380);             // not prolonged by datagrams
     EXPECT_EQ(-1, kadns_recv_response(2, 999, 7, 5000000, &out));  // a failed wait ends it
-    nuisance.join();
+    nuisance.wait();
     put(right);
     CNetBase::exitExec();
     EXPECT_EQ(-1, kadns_recv_response(2, ends[0], 7, 5000000, &out));
@@ -114,15 +108,12 @@ TEST_F(Dns, LooksUpInet6AtTheSecondServerWhenTheFirstIsUnset) {
     const std::string trace = printed([&] { found = port.getHostAddr(10, "Host.x", nullptr); });
     ASSERT_NE(nullptr, found);
     EXPECT_STREQ("host.x", found->h_name);
-    const std::string lines =
-        "start(hostname=Host.x, bUseDNS1=1) ...\nstart(hostname=Host.x, bUseDNS1=0) ...\n"
-        "in getHostAddr2 6\nthe fd_query_sock is ";
-    EXPECT_EQ(lines, trace.substr(0, lines.size()));
+    EXPECT_EQ(0U, trace.find("start(hostname=Host.x, bUseDNS1=1) ...\nstart(hostname=Host.x, "
+                             "bUseDNS1=0) ...\nin getHostAddr2 6\nthe fd_query_sock is "));
     EXPECT_EQ("got address(0) a00:1::\ngot address(1) 2001:db8::7\ngot address(2) 2001:db8::7\n",
               trace.substr(trace.find("got")));
     EXPECT_EQ(hex("0100 0001 0000 0000 0000 04") + "host" + hex("01") + "x" + hex("00 001C 0001"),
               server.queries.at(0).substr(2));
-
     in6_addr addr{};  // the IPv4 address before it is passed over
     timeval start{};
     timeval end{};
@@ -141,22 +132,18 @@ TEST_F(Dns, LooksUpInet4AtTheGivenServer) {
         return Row{respond(echo ? query : query.substr(0, 12), 1, a4)};
     });
     for (const Row& c : table(R"(
-        2 | 127.0.0.1 | n | found | the dns_addr.s_addr is 127.0.0.1in getHostAddr2 6
-        2 | 127.0.0.1 | b | null  | the dns_addr.s_addr is 127.0.0.1in getHostAddr2 6
-        2 |           | n | null  | the dns_addr.s_addr is 255.255.255.255
-        2 | 0.0.0.0   | n | null  | the dns_addr.s_addr is 0.0.0.0
-        2 | 127.0.0.1 |   | null  |
-        0 | 127.0.0.1 | n | null  |)")) {
-        ka_copy_text(g_dns_addr, c[1]);
+        127.0.0.1 | n | found | the dns_addr.s_addr is 127.0.0.1in getHostAddr2 6
+        127.0.0.1 | b | null  | the dns_addr.s_addr is 127.0.0.1in getHostAddr2 6
+                  | n | null  | the dns_addr.s_addr is 255.255.255.255
+        0.0.0.0   | n | null  | the dns_addr.s_addr is 0.0.0.0
+        127.0.0.1 |   | null  |)")) {
+        ka_copy_text(g_dns_addr, c[0]);
         hostent* found = nullptr;
-        const std::string trace = printed([&] {
-            found = port.getHostAddr2(std::stoi(c[0]), c[2].c_str(), nullptr, true, 100000);
-        });
-        EXPECT_EQ(c[3], found != nullptr ? "found" : "null") << c[1] << c[2];
-        const size_t line = trace.find('\n') + 1;
-        EXPECT_EQ(c[4], trace.substr(line, trace.find('\n', line) - line));
+        const std::string trace = printed(
+            [&] { found = port.getHostAddr2(AF_INET, c[1].c_str(), nullptr, true, 100000); });
+        EXPECT_EQ(c[2], found != nullptr ? "found" : "null") << c[0] << c[1];
+        EXPECT_NE(std::string::npos, trace.find(" ...\n" + c[3])) << trace;
     }
-    ka_copy_text(g_dns_addr, "");
 }
 
 TEST_F(Dns, ResolvesInet4TextByThePlatform) {
@@ -168,10 +155,8 @@ TEST_F(Dns, ResolvesInet4TextByThePlatform) {
                  | \n)")) {
         EXPECT_EQ("host name is " + c[0] + c[1],
                   printed([&] { port.resolveIn4Addr(c[0].c_str(), &addr, &start, nullptr); }));
-        EXPECT_FALSE(ka_tv_isset(start));
+        EXPECT_FALSE(ka_tv_isset(start) || addr.s_addr == 1);
     }
-    printed([&] { EXPECT_EQ(-1, port.resolveIn4Addr(nullptr, &addr, &start, nullptr)); });
-    EXPECT_EQ(0U, addr.s_addr);
     printed([&] { EXPECT_EQ(0, port.resolveIn4Addr("localhost", &addr, &start, nullptr)); });
     EXPECT_TRUE(ka_tv_isset(start));
 }

@@ -3,11 +3,9 @@
 #include <arpa/inet.h>
 #include <netinet/tcp.h>
 #include <sched.h>
-#include <sys/mount.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 
-#include <chrono>
 #include <csignal>
 #include <fstream>
 #include <sstream>
@@ -40,15 +38,16 @@ std::string unescape(std::string text) {
 
 void OwnHost::SetUp() {
     g_bNetAppExitFlag = false;
+    g_dns_addr[0] = '\0';
     CNetBase::DNSREQ_TRYOUT = -1;
     std::signal(SIGPIPE, [](int) {});
     if (geteuid() != 0)
         GTEST_SKIP() << "namespaces of its own need root";
     ASSERT_EQ(0, unshare(CLONE_NEWNET | CLONE_NEWNS));
-    ASSERT_EQ(0, mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr));
-    for (const char* path : {"/tmp", "/proc/sys/net"})
-        ASSERT_EQ(0, mount("test", path, "tmpfs", 0, "mode=1777")) << path;
-    ASSERT_EQ(0, shell("mkdir -p /proc/sys/net/kanet/port-0 && ip link set lo up"));
+    ASSERT_EQ(0, shell("mount --make-rprivate / && mount --bind " SOURCE " /mnt &&"
+                       "mount -t tmpfs -o mode=1777 own /tmp && mount -t tmpfs own /run &&"
+                       "mount -t tmpfs own /proc/sys/net && mkdir -p /proc/sys/net/kanet/port-0 &&"
+                       "mkdir -p " SOURCE " && mount --move /mnt " SOURCE " && ip link set lo up"));
 }
 
 std::string readFile(const std::string& path) {
@@ -75,23 +74,11 @@ std::string printed(const std::function<void()>& call) {
     return testing::internal::GetCapturedStdout();
 }
 
-bool eventually(const std::function<bool()>& done) {
-    for (int i = 0; i < 1000 && !done(); ++i)
-        sleepMs(10);
-    return done();
-}
-
-void sleepMs(int msecs) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(msecs));
-}
-
 std::string hex(const std::string& digits) {
     std::string bytes;
-    std::istringstream groups(digits);
-    for (std::string group; groups >> group;) {
-        for (size_t i = 0; i < group.size(); i += 2)
-            bytes += static_cast<char>(std::stoi(group.substr(i, 2), nullptr, 16));
-    }
+    std::istringstream pairs(digits);
+    for (char two[3] = ""; pairs >> std::ws && pairs.get(two, 3);)
+        bytes += static_cast<char>(std::stoi(two, nullptr, 16));
     return bytes;
 }
 
@@ -144,33 +131,33 @@ std::string Connection::readUntil(const std::string& end) {
     return text;
 }
 
-void Connection::say(std::string text, size_t piece) {
+void Connection::say(std::string text, bool cut) {
     const int on = 1;
     setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof(on));
-    while (!text.empty()) {
-        const size_t pause = text.find('\1');
-        const size_t size = std::min(pause, piece > 0 ? piece : text.size());
-        send(fd, text.data(), std::min(size, text.size()), MSG_NOSIGNAL);
-        sleepMs(size == pause ? 100 : piece > 0 ? 2 : 0);
-        text.erase(0, size == pause ? size + 1 : size);
+    for (size_t piece = cut ? 4 : text.size(); !text.empty(); piece = cut ? 1 : text.size()) {
+        const size_t size = std::min({text.find('\1'), piece, text.size()});
+        send(fd, text.data(), size, MSG_NOSIGNAL);
+        const bool pause = text[size] == '\1';
+        usleep(pause ? 100000 : cut ? 2000 : 0);
+        text.erase(0, size + (pause ? 1 : 0));
     }
 }
 
 void Connection::reset() {
     const linger hard{1, 0};
     setsockopt(fd, SOL_SOCKET, SO_LINGER, &hard, sizeof(hard));
-    close();
+    ka_close_socket(fd);
 }
 
-Listener::Listener(int family) : m_sock(socket(family, SOCK_STREAM, 0)) {
+Listener::Listener(int family) : sock(socket(family, SOCK_STREAM, 0)) {
     const CSockAddr local = family == AF_INET6 ? CSockAddr::inet6(in6addr_loopback, 0)
                                                : CSockAddr::inet4(ip4("127.0.0.1"), 0);
-    EXPECT_EQ(0, bind(m_sock.get(), local.get(), local.length()));
-    EXPECT_EQ(0, listen(m_sock.get(), 8));
+    EXPECT_EQ(0, bind(sock.get(), local.get(), local.length()));
+    EXPECT_EQ(0, listen(sock.get(), 8));
 }
 
 Connection Listener::accept() {
-    return Connection(isReadable(m_sock.get()) ? ::accept(m_sock.get(), nullptr, nullptr) : -1);
+    return Connection(isReadable(sock.get()) ? ::accept(sock.get(), nullptr, nullptr) : -1);
 }
 
 Program::Program(const std::string& command) : pid(fork()) {

@@ -4,9 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <future>
 #include <memory>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "netbase/descriptor.h"
@@ -27,9 +27,6 @@ void writePortFile(const std::string& name, const std::string& text);
 int shell(const std::string& command);
 /// What `call` prints to standard output.
 std::string printed(const std::function<void()>& call);
-/// Waits up to 10 s until `done` holds.
-bool eventually(const std::function<bool()>& done);
-void sleepMs(int msecs);
 
 std::string hex(const std::string& digits);
 in_addr ip4(const char* text);
@@ -45,30 +42,27 @@ std::vector<Row> table(const std::string& text);
 
 /// Bytes in a heap block of exactly their size, so that AddressSanitizer sees a byte too many.
 template <typename Byte = char>
-class Exact {
-  public:
-    explicit Exact(const std::string& bytes) : m_size(bytes.size()), m_block(new Byte[m_size]) {
-        bytes.copy(reinterpret_cast<char*>(m_block.get()), m_size);
+struct Exact {
+    explicit Exact(const std::string& bytes)
+        : length(bytes.size()), block(std::make_unique<Byte[]>(length)) {
+        bytes.copy(reinterpret_cast<char*>(block.get()), length);
     }
-    Byte* data() { return m_block.get(); }
-    int size() const { return static_cast<int>(m_size); }
+    Byte* data() { return block.get(); }
+    int size() const { return static_cast<int>(length); }
 
-  private:
-    size_t m_size;
-    std::unique_ptr<Byte[]> m_block;
+    size_t length;
+    std::unique_ptr<Byte[]> block;
 };
 
 /// One connection of a peer. Reads give up after 10 s, as a test's safety net.
 struct Connection {
     explicit Connection(int sock) : fd(sock) {}
     Connection(Connection&& other) noexcept : fd(std::exchange(other.fd, -1)) {}
-    ~Connection() { close(); }
+    ~Connection() { ka_close_socket(fd); }
     /// Reads until the bytes end with `end` or the connection does.
     std::string readUntil(const std::string& end);
-    /// Sends it all, in pieces of `piece` bytes that arrive one by one (0: at once); "\1" is a
-    /// pause.
-    void say(std::string text, size_t piece = 0);
-    void close() { ka_close_socket(fd); }
+    /// Sends it all; "\1" is a pause. `cut`: byte by byte after the first four.
+    void say(std::string text, bool cut = false);
     /// Closes with a reset instead of an orderly end.
     void reset();
 
@@ -79,22 +73,11 @@ struct Connection {
 class Listener {
   public:
     explicit Listener(int family = AF_INET);
-    int port() const { return CSockAddr::localOf(m_sock.get()).port(); }
-    int sock() const { return m_sock.get(); }
+    int port() const { return CSockAddr::localOf(sock.get()).port(); }
     /// The next connection, or one with descriptor -1 when none comes within 10 s.
     Connection accept();
 
-  private:
-    CDescriptor m_sock;
-};
-
-/// A peer that serves in a thread, which whoever owns it waits for.
-struct Peer : std::thread {
-    using std::thread::thread;
-    ~Peer() {
-        if (joinable())
-            join();
-    }
+    CDescriptor sock;
 };
 
 /// A program in the background: killed, with all it started, when the test ends.

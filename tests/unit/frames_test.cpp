@@ -7,20 +7,6 @@
 #include "netbase/ndmessage.h"
 #include "tests/support/testbed.h"
 
-namespace {
-
-/// The sum of the big-endian words, folded: 0xFFFF when the checksum in it is right.
-unsigned int folded(const std::string& text) {
-    unsigned int sum = 0;
-    for (size_t i = 0; i < text.size(); ++i)
-        sum += static_cast<unsigned int>(static_cast<unsigned char>(text[i])) << (i % 2 * 8 ^ 8);
-    while (sum > 0xFFFF)
-        sum = (sum & 0xFFFF) + (sum >> 16);
-    return sum;
-}
-
-}  // namespace
-
 TEST(Checksum, FoldsAndPads) {
     EXPECT_EQ(0xFFFF, CNetBase::u16CheckSum("", 0));
     EXPECT_EQ(CNetBase::u16CheckSum("\x01\0", 2), CNetBase::u16CheckSum("\x01", 1));
@@ -31,24 +17,6 @@ TEST(Checksum, FoldsAndPads) {
     unsigned char datagram[10] = {0, 0, 0, 0, 0, 0, 0, 0, 0xFF, 0xFF - 17 - 10 - 10};
     ka_put_udp_header(datagram, in_addr{0}, in_addr{0}, 0, 0, 2);
     EXPECT_EQ(0, datagram[6] | datagram[7]);
-}
-
-TEST(Ipv4Frame, HeadersAndChecksums) {
-    for (const std::string payload : {"odd", "even", "x"}) {
-        std::string packet(ipv4_header_size + udp_header_size, '\xEE');
-        packet += payload;
-        auto* p = reinterpret_cast<unsigned char*>(packet.data());
-        const char length = static_cast<char>(payload.size() + udp_header_size);
-        ka_put_udp_header(p + ipv4_header_size, ip4("192.0.2.1"), ip4("192.0.2.2"), htons(5),
-                          htons(0x1234), payload.size());
-        ka_put_ipv4_header(p, 64, 256 + 17, ip4("192.0.2.1"), ip4("192.0.2.2"),
-                           payload.size() + udp_header_size);
-        EXPECT_EQ(hex("4500 00") + static_cast<char>(length + 20) + hex("0000 0000 40 11"),
-                  packet.substr(0, 10));
-        EXPECT_EQ(hex("C0000201 C0000202 0005 1234 00") + length, packet.substr(12, 14));
-        EXPECT_EQ(0xFFFFU, folded(packet.substr(0, ipv4_header_size)));
-        EXPECT_EQ(0xFFFFU, folded(hex("C0000201 C0000202 0011 00") + length + packet.substr(20)));
-    }
 }
 
 TEST(ArpFrame, Refusals) {

@@ -3,36 +3,6 @@
 
 #include "tests/support/testbed.h"
 
-TEST(FtpText, ScansReplies) {
-    for (const Row& c : table(R"(
-        220 ready\r\n           | complete 11
-        220\tready\r\n          | complete 11
-        220-a\r\n220 b\r\n      | complete 14
-        220 a\r\n220-b\r\n      | complete 14
-        220 a\0b\r\n            | complete 9
-        150 a\r\n226 Do         | unfinished 7
-        220-a\r\n               | unfinished 7
-        220                     | unfinished 0
-        220 a\n                 | unfinished 0
-        220\r\n                 | unfinished 5
-        22                      | malformed 0
-        220-a\r\n22             | malformed 7
-        230-a\r\n b\r\n         | malformed 7
-        2x0 a\r\n               | malformed 0
-        22/ a\r\n               | malformed 0
-                                | malformed 0)")) {
-        const char* const states[] = {"complete ", "unfinished ", "malformed "};
-        Exact<> block(c[0]);
-        size_t rest = 99;
-        const EReply state = CReplyScanner().scan(block.data(), c[0].size(), &rest);
-        EXPECT_EQ(c[1], states[static_cast<int>(state)] + std::to_string(rest)) << c[0];
-    }
-    CReplyScanner twice;  // the final mark stays once it is set
-    size_t rest = 0;
-    EXPECT_EQ(EReply::unfinished, twice.scan("220 a", 5, &rest));
-    EXPECT_EQ(EReply::complete, twice.scan("220-a\r\n", 7, &rest));
-}
-
 TEST(FtpText, MatchesPassiveEndpointsLikeSscanf) {
     for (const Row& c : table(R"(
         Entering Passive Mode (192,168,1,10,19,137)

@@ -1,0 +1,41 @@
+// The output of shell commands, endless ones included.
+#include "app/shellcapture.h"
+
+#include "netbase/cnetbase.h"
+#include "netbase/textvalue.h"
+#include "tests/support/testbed.h"
+
+class ShellCapture : public OwnHost {};
+
+TEST_F(ShellCapture, AppendsWhatFits) {
+    for (const Row& c : table(R"(
+        2     | 6     | echo ab; head -c 1 /dev/zero; printf c; exit 3
+        0     | 0     | true
+        0     | 10239 | yes
+        0     | 0     | cat /dev/zero
+        20    | 10239 | trap '' PIPE; while :; do echo x; done
+        10239 | 10239 | sleep 0.1; touch /tmp/ran)")) {
+        std::string out(capture_size + 1, 'o');
+        out[std::stoul(c[0])] = '\0';
+        printed([&] { executeCMD(c[2].c_str(), out.data()); });
+        EXPECT_EQ(c[1], std::to_string(strlen(out.c_str()))) << c[2];
+        EXPECT_EQ('o', out.back());
+    }
+    EXPECT_EQ(0, shell("test -e /tmp/ran"));
+}
+
+TEST_F(ShellCapture, TakesThePeerOfAPppLink) {
+    shell(
+        "mkdir /tmp/bin; printf '#!/bin/sh\\ncat /tmp/out' >/tmp/bin/ifconfig; "
+        "chmod +x /tmp/bin/ifconfig");
+    setenv("PATH", ("/tmp/bin:" + std::string(getenv("PATH"))).c_str(), 1);
+    for (const Row& c : table(R"(
+        eth0 inet addr:10.0.0.1 Bcast:10.255.255.255      | 1.2.3.4        | nothing found\n
+        inet addr:10.64.64.64  P-t-P:10.112.112.112  Mask | 10.112.112.112 |
+        x P-t-P:<200 9>                                   | <63 9>         |)")) {
+        ka_copy_text(g_dns_addr, "1.2.3.4");
+        writeFile("/tmp/out", c[0]);
+        EXPECT_EQ(c[2] + "the dns addr is " + c[1] + "\n", printed(get_dns_addr));
+        EXPECT_EQ(c[1], g_dns_addr);
+    }
+}
