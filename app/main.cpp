@@ -4,7 +4,7 @@
 
 int main(int argc, char** argv) {
     fill_standard_descriptors();
-    disarm_broken_pipes();
+    disarm_write_signals();
     install_trace_output();
     const int status = run_net_test(argc, argv);
     finish_trace_output();

@@ -68,6 +68,8 @@ class CWriteTimer {
             timer_delete(m_timer);
     }
 
+    bool isSet() const { return m_isSet; }
+
   protected:
     timer_t m_timer{};
     bool m_isSet = false;
@@ -82,16 +84,17 @@ void use_patience(const timeval& start) {
         patience_left = ka_tv_diff(patience_left, used);
 }
 
-/// Writes what the reader takes in time; 0 or less when it takes nothing. A reader that has used up
-/// the patience is offered no more than a pipe takes at once.
+/// Writes what the reader takes in time; 0 or less when it takes nothing. Where no timer would
+/// interrupt the write, and once the patience is used up, that is no more than a pipe takes at
+/// once.
 ssize_t write_in_time(std::string_view text) {
     const bool patient = ka_tv_later(patience_left, short_write);
     const timeval start = ka_now();
     ssize_t written = -1;
     if (ka_wait(STDOUT_FILENO, POLLOUT, &patience_left) == EWait::ready) {
         const CWriteTimer timer(patient ? patience_left : short_write);
-        written = write(STDOUT_FILENO, text.data(),
-                        patient ? text.size() : std::min<size_t>(text.size(), PIPE_BUF));
+        const size_t most = patient && timer.isSet() ? text.size() : PIPE_BUF;
+        written = write(STDOUT_FILENO, text.data(), std::min(text.size(), most));
     }
     use_patience(start);
     return patient ? written : -1;
@@ -120,8 +123,9 @@ void fill_standard_descriptors() {
         close(fd);
 }
 
-void disarm_broken_pipes() {
-    install_empty_handler(SIGPIPE, SA_RESTART);
+void disarm_write_signals() {
+    for (const int signal : {SIGPIPE, SIGXFSZ})
+        install_empty_handler(signal, SA_RESTART);
 }
 
 void install_trace_output() {

@@ -8,6 +8,7 @@
 #include "ftptest/ftprecord.h"
 #include "httptest/httprecord.h"
 #include "netbase/netstep.h"
+#include "netbase/transferstat.h"
 
 static_assert(ftp_record_fields.size() <= record_fields_max);
 static_assert(http_record_fields.size() <= record_fields_max);
@@ -64,9 +65,7 @@ double megabits(int64_t bytes_per_second) {
 
 /// Bytes over the whole transfer time. Unlike the average it needs no sample.
 int64_t overall_speed(const SRecord& record) {
-    const int64_t msecs = record.value("trtime");
-    const int64_t bytes = record.value("totdata");
-    return msecs > 0 ? bytes / msecs * 1000 + bytes % msecs * 1000 / msecs : 0;
+    return ka_bytes_per_second(record.value("totdata"), record.value("trtime"));
 }
 
 /// Takes "key" and its separator off `rest`.
@@ -123,8 +122,8 @@ bool SRecord::isRunning() const {
 }
 
 bool SRecord::isUnsampled() const {
-    // A sample is due every second.
-    return value("maxspeed") == 0 && value("trtime") < 1000;
+    // A sample is due every second of data, and with bytes it is 0 only below 1 B/s.
+    return value("maxspeed") == 0 && (value("trtime") < 1000 || value("totdata") > 0);
 }
 
 bool parse_record(std::string_view bytes, const SRecordKind& kind, SRecord* record,
@@ -143,8 +142,10 @@ bool parse_record(std::string_view bytes, const SRecordKind& kind, SRecord* reco
             *why = std::string("\"") + field.key + field.separator + "\" is not where it belongs";
             return false;
         }
-        if (!take_number(&rest, &record->values[i])) {
-            *why = std::string("\"") + field.key + "\" has no number";
+        int64_t& value = record->values[i];
+        if (!take_number(&rest, &value) || value < 0 ||
+            (field.kind <= ERecordValue::step && value > MEAS_STEP_PASS)) {
+            *why = std::string("\"") + field.key + "\" has no value that it may have";
             return false;
         }
     }

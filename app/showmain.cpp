@@ -19,6 +19,7 @@ constexpr int status_failed = 1;
 constexpr int status_running = 2;
 constexpr int status_no_record = 3;
 constexpr int status_usage = 64;
+constexpr int status_no_output = 74;
 
 constexpr char usage[] =
     "Usage: net-test-show [--json] [--follow] get|put|http|FILE\n"
@@ -30,7 +31,7 @@ constexpr char usage[] =
     "  --help    this text\n"
     "\n"
     "Exit status: 0 passed, 1 failed, 2 still running, 3 no record or not a record,\n"
-    "64 wrong usage.\n";
+    "64 wrong usage, 74 the output could not be written.\n";
 
 /// A reader may meet the file just emptied, so it looks again.
 constexpr int empty_retries = 10;
@@ -91,6 +92,7 @@ bool follow_record(const SRequest& request, SRecord* record, std::string* why) {
     while ((found = read_record(request, record, why)) ? record->isRunning()
                                                        : patience.timeLeft(&left)) {
         if (found) {
+            patience = CDeadline(follow_patience);
             const std::string line = describe_progress(*record);
             width = std::max(width, line.size());
             if (line != shown)
@@ -102,6 +104,12 @@ bool follow_record(const SRequest& request, SRecord* record, std::string* why) {
     if (width > 0)
         fprintf(stderr, "\r%*s\r", static_cast<int>(width), "");
     return found;
+}
+
+bool asks_for_help(int argc, char** argv) {
+    return std::any_of(argv + 1, argv + argc, [](const char* argument) {
+        return argument == std::string_view("--help") || argument == std::string_view("-h");
+    });
 }
 
 /// Takes the command line; false when it is wrong.
@@ -128,11 +136,11 @@ bool parse_arguments(int argc, char** argv, SRequest* request) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc == 2 && std::string_view(argv[1]) == "--help") {
+    SRequest request;
+    if (asks_for_help(argc, argv)) {
         fputs(usage, stdout);
         return 0;
     }
-    SRequest request;
     if (!parse_arguments(argc, argv, &request)) {
         fputs(usage, stderr);
         return status_usage;
@@ -144,7 +152,10 @@ int main(int argc, char** argv) {
         return status_no_record;
     }
     const std::string text = request.json ? record_to_json(record) : describe_record(record);
-    fputs(text.c_str(), stdout);
+    if (fputs(text.c_str(), stdout) == EOF || fflush(stdout) != 0) {
+        fprintf(stderr, "net-test-show: %s\n", std::strerror(errno));
+        return status_no_output;
+    }
     if (record.isRunning())
         return status_running;
     return record.hasPassed() ? status_passed : status_failed;

@@ -1,6 +1,7 @@
 // Owners of descriptors and streams.
 #pragma once
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -44,3 +45,14 @@ struct CStreamCloser {
 
 /// Local owner of a standard stream.
 using CStream = std::unique_ptr<FILE, CStreamCloser>;
+
+/// Opens a file to be read, or emptied and written; null on failure. Unlike fopen it does not wait
+/// for the other end when a FIFO lies there.
+inline CStream ka_open_file(const char* path, bool write) {
+    const int mode = write ? O_WRONLY | O_CREAT | O_TRUNC : O_RDONLY;
+    CDescriptor file(open(path, mode | O_NONBLOCK | O_CLOEXEC, 0666));
+    CStream stream(file.isOpen() ? fdopen(file.get(), write ? "wb" : "rb") : nullptr);
+    if (stream != nullptr)
+        file.release();
+    return stream;
+}

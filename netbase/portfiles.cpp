@@ -47,7 +47,7 @@ FILE* CNetBase::openSysCtrlFile(const char* name, int write) const {
     char path[256];
     if (name == nullptr || !sysCtrlPath(name, path))
         return nullptr;
-    return fopen(path, write != 0 ? "wbe" : "rbe");
+    return ka_open_file(path, write != 0).release();
 }
 
 int CNetBase::writeFileLine(FILE* f, const char* key, const char* value) {
@@ -67,6 +67,8 @@ int CNetBase::readFileLine(FILE* f, char* key, char* value) {
         if (fgets(buffer.data(), static_cast<int>(buffer.size()), f) == nullptr)
             return -1;
         line = buffer.data();
+        if (line.empty())  // a NUL byte comes first
+            return -1;
     } while (is_blank_line(line));
 
     std::string_view found_key;

@@ -16,7 +16,7 @@ CRecordText ka_format_record(const SRecordField* fields, const int64_t* values, 
     return text;
 }
 
-CRecordFile::CRecordFile(const char* path) : m_stream(fopen(path, "wb")) {
+CRecordFile::CRecordFile(const char* path) : m_stream(ka_open_file(path, true)) {
     if (m_stream == nullptr)
         puts("File error setup save!");
 }

@@ -2,23 +2,27 @@
 
 #include <algorithm>
 #include <climits>
+#include <cstdint>
 
 #include "netbase/clock.h"
 #include "netbase/netstep.h"
 
 namespace {
 
-int64_t bytes_per_second(int64_t bytes, int64_t msecs) {
-    if (msecs <= 0)
-        return 0;
-    return static_cast<int64_t>(static_cast<uint64_t>(bytes) * 1000 / static_cast<uint64_t>(msecs));
-}
-
 bool same_time(const timeval& a, const timeval& b) {
     return !ka_tv_later(a, b) && !ka_tv_later(b, a);
 }
 
 }  // namespace
+
+int64_t ka_bytes_per_second(int64_t bytes, int64_t msecs) {
+    if (msecs <= 0)
+        return 0;
+    int64_t product = 0;
+    if (__builtin_mul_overflow(bytes, int64_t{1000}, &product))
+        product = INT64_MAX;
+    return product / msecs;
+}
 
 int CTransferStat::timeval2usecs(const timeval* tv) {
     if (tv == nullptr)
@@ -69,8 +73,8 @@ bool CTransferStat::takeSample(const timeval& t, bool get, bool put, SSpeedSampl
     sample->msecs = ka_tv_msecs(interval);
     sample->totalMsecs = ka_tv_msecs(total);
 
-    m_iCurSpeed = bytes_per_second(sample->bytes, sample->msecs);
-    m_iAvgSpeed = bytes_per_second(all_bytes, sample->totalMsecs);
+    m_iCurSpeed = ka_bytes_per_second(sample->bytes, sample->msecs);
+    m_iAvgSpeed = ka_bytes_per_second(all_bytes, sample->totalMsecs);
     m_iMinSpeed = sample->first ? m_iCurSpeed : std::min(m_iMinSpeed, m_iCurSpeed);
     m_iMaxSpeed = sample->first ? m_iCurSpeed : std::max(m_iMaxSpeed, m_iCurSpeed);
     return true;

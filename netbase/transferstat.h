@@ -15,6 +15,10 @@ struct SSpeedSample {
     int64_t totalMsecs;  ///< milliseconds since the transfer's start
 };
 
+/// Bytes over a time, per second: 0 when the time is 0 or less, saturating where the product with
+/// 1000 does not fit 64 bits.
+int64_t ka_bytes_per_second(int64_t bytes, int64_t msecs);
+
 /// What both throughput tests measure of their transfer. It is part of their session record and
 /// starts from all zero at every session reset. Sizes are bytes, speeds bytes per second.
 class CTransferStat {

@@ -43,11 +43,10 @@ TEST_F(PortFiles, WritingReplacesTheContentOrLeavesIt) {
     EXPECT_EQ(-1, port.writeSysCtrlConf("c", std::string(127, 'v').c_str()));
     EXPECT_EQ(std::string(126, 'v') + std::string("\n\0", 2), readFile(dir + "/c"));
     EXPECT_EQ(-1, port.writeSysCtrlConf(std::string(250, 'n').c_str(), "x"));
-    shell("ln -s /dev/full " + dir + "/full; mkdir " + dir + "/d");
+    shell("cd " + dir + "; ln -s /dev/full full; ln -s /dev/zero zero; mkfifo fifo; mkdir d");
     EXPECT_EQ(-1, port.writeSysCtrlConf("full", "x"));
     EXPECT_EQ(-1, port.writeSysCtrlAttr("full", "k", "v"));
-    EXPECT_EQ("-", conf("d"));
-    EXPECT_EQ("-", conf("none"));
+    EXPECT_EQ("---", attr("zero", "k") + attr("fifo", "k") + conf("d"));
     for (const Row& c : table(R"(
         10.0.0.1\r\n | 10.0.0.1
         a\nb\rc      | a
