@@ -1,7 +1,5 @@
 // The fuzz targets, one a parser of foreign bytes; TARGET names the one that is built. What they
 // are given lies in a heap block of its exact size.
-#include <cstddef>
-#include <cstdint>
 #include <cstring>
 #include <string>
 
@@ -15,12 +13,18 @@
 
 namespace {
 
+using Bytes = const uint8_t*;
+
 void require(bool holds) {
     if (!holds)
         __builtin_trap();
 }
 
-[[maybe_unused]] void dns(const uint8_t* data, size_t size) {
+const char* text(Bytes data) {
+    return reinterpret_cast<const char*>(data);
+}
+
+[[maybe_unused]] void dns(Bytes data, size_t size) {
     hostent out;
     const int id = size > 1 ? data[0] << 8 | data[1] : 0;
     if (kadns_parse_dnsres(2, data, static_cast<int>(size), id, &out) != 0)
@@ -31,18 +35,18 @@ void require(bool holds) {
         require(addr - out.h_addr_list < 15 && kadns_addr_length(*addr) % 12 == 4);
 }
 
-[[maybe_unused]] void head(const uint8_t* data, size_t size) {
+[[maybe_unused]] void head(Bytes data, size_t size) {
     static CNetTest_HttpBase test(0, 0);
-    const auto* text = reinterpret_cast<const char*>(data);
+    const auto length = static_cast<int>(size);
     const char* tail = nullptr;
-    const bool found = httphd_find_tail(text, static_cast<int>(size), &tail) == 1;
-    require(!found || (tail > text + 3 && tail <= text + size && tail[-1] == '\n'));
-    test.parseHttpHead(text, static_cast<int>(size));
+    if (httphd_find_tail(text(data), length, &tail) == 1)
+        require(tail > text(data) + 3 && tail <= text(data) + size && tail[-1] == '\n');
+    test.parseHttpHead(text(data), length);
 }
 
-[[maybe_unused]] void url(const uint8_t* data, size_t size) {
+[[maybe_unused]] void url(Bytes data, size_t size) {
     static CNetTest_HttpBase test(0, 0);
-    test.resetHttpSession(std::string(reinterpret_cast<const char*>(data), size).c_str());
+    test.resetHttpSession(std::string(text(data), size).c_str());
     test.parseHttpURL();
     HttpRequest request;
     const size_t length = http_build_request(test.m_szFileReq, test.m_szParmReq, test.m_szHostReq,
@@ -51,40 +55,37 @@ void require(bool holds) {
 }
 
 /// A reply in pieces: the first byte tells their size.
-[[maybe_unused]] void reply(const uint8_t* data, size_t size) {
+[[maybe_unused]] void reply(Bytes data, size_t size) {
     CReplyScanner scanner;
-    std::string text;
+    std::string left;
     for (size_t at = 1; at < size; at += data[0] % 16 + 1) {
-        const size_t piece = std::min<size_t>(size - at, data[0] % 16 + 1);
-        text.append(reinterpret_cast<const char*>(data) + at, piece);
+        left.append(text(data) + at, std::min<size_t>(size - at, data[0] % 16 + 1));
         size_t rest = 0;
-        if (scanner.scan(text.data(), text.size(), &rest) != EReply::unfinished)
+        if (scanner.scan(left.data(), left.size(), &rest) != EReply::unfinished)
             return;
-        require(rest <= text.size());
-        text.erase(0, rest);
+        require(rest <= left.size());
+        left.erase(0, rest);
     }
 }
 
-[[maybe_unused]] void pasv(const uint8_t* data, size_t size) {
+[[maybe_unused]] void pasv(Bytes data, size_t size) {
     std::array<unsigned int, 6> numbers;
-    ftp_parse_pasv(std::string(reinterpret_cast<const char*>(data), size).c_str(), &numbers);
+    ftp_parse_pasv(std::string(text(data), size).c_str(), &numbers);
 }
 
-[[maybe_unused]] void attr(const uint8_t* data, size_t size) {
+[[maybe_unused]] void attr(Bytes data, size_t size) {
     std::string_view key;
     std::string_view value;
-    if (ka_parse_attr_line({reinterpret_cast<const char*>(data), size}, &key, &value))
+    if (ka_parse_attr_line({text(data), size}, &key, &value))
         require(!key.empty() && !value.empty() && key.size() < 128 && value.size() < 128);
 }
 
-[[maybe_unused]] void advert(const uint8_t* data, size_t size) {
-    in6_addr target{};
-    target.s6_addr[15] = 7;
+[[maybe_unused]] void advert(Bytes data, size_t size) {
     EtherAddr hwaddr;
-    ka_accept_nd_advert(data, size, target, &hwaddr);
+    ka_accept_nd_advert(data, size, in6_addr{}, &hwaddr);
 }
 
-[[maybe_unused]] void arp(const uint8_t* data, size_t size) {
+[[maybe_unused]] void arp(Bytes data, size_t size) {
     EtherAddr hwaddr;
     ka_accept_arp_reply(data, size, in_addr{7}, &hwaddr);
 }

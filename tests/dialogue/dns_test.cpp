@@ -8,31 +8,27 @@
 
 namespace {
 
-/// Answers `count` queries to an address with the datagrams that `answer` makes of each.
-class NameServer {
-  public:
-    NameServer(const CSockAddr& local, int count, std::function<Row(std::string)> answer)
-        : m_sock(socket(local.family(), SOCK_DGRAM, 0)) {
-        EXPECT_EQ(0, bind(m_sock.get(), local.get(), local.length()));
-        m_thread = std::async(std::launch::async, [this, count, answer] {
-            for (int i = 0; i < count; ++i) {
-                char query[512];
-                sockaddr_storage from{};
-                auto* peer = reinterpret_cast<sockaddr*>(&from);
-                socklen_t length = sizeof(from);
-                const ssize_t n = recvfrom(m_sock.get(), query, sizeof(query), 0, peer, &length);
-                queries.emplace_back(query, static_cast<size_t>(n));
-                for (const std::string& reply : answer(queries.back()))
-                    sendto(m_sock.get(), reply.data(), reply.size(), 0, peer, length);
-            }
-        });
-    }
-    Row queries;
-
-  private:
-    CDescriptor m_sock;
-    std::future<void> m_thread;
-};
+/// Answers `count` queries to an address with the datagrams that `answer` makes of each; the result
+/// is the queries.
+std::future<Row> serve(const CSockAddr& local, int count, std::function<Row(std::string)> answer) {
+    const int sock = socket(local.family(), SOCK_DGRAM, 0);
+    EXPECT_EQ(0, bind(sock, local.get(), local.length()));
+    return std::async(std::launch::async, [=] {
+        Row queries;
+        for (int i = 0; i < count; ++i) {
+            char query[512];
+            sockaddr_storage from{};
+            auto* peer = reinterpret_cast<sockaddr*>(&from);
+            socklen_t length = sizeof(from);
+            const ssize_t n = recvfrom(sock, query, sizeof(query), 0, peer, &length);
+            queries.emplace_back(query, static_cast<size_t>(n));
+            for (const std::string& reply : answer(queries.back()))
+                sendto(sock, reply.data(), reply.size(), 0, peer, length);
+        }
+        close(sock);
+        return queries;
+    });
+}
 
 /// The response to a query, its question echoed, with records behind it.
 std::string respond(std::string query, char answers, const std::string& records) {
@@ -99,7 +95,7 @@ TEST_F(Dns, ResponseIsAwaitedUntilTheDeadline) {
 }
 
 TEST_F(Dns, LooksUpInet6AtTheSecondServerWhenTheFirstIsUnset) {
-    NameServer server(CSockAddr::inet6(ip6("::1"), dns_port), 2, [](const std::string& query) {
+    auto server = serve(CSockAddr::inet6(ip6("::1"), dns_port), 2, [](const std::string& query) {
         return Row{"noise", respond(query, 3, a4 + a6 + a6)};
     });
     writePortFile("inet6_dns1", "none");
@@ -112,13 +108,13 @@ TEST_F(Dns, LooksUpInet6AtTheSecondServerWhenTheFirstIsUnset) {
                              "bUseDNS1=0) ...\nin getHostAddr2 6\nthe fd_query_sock is "));
     EXPECT_EQ("got address(0) a00:1::\ngot address(1) 2001:db8::7\ngot address(2) 2001:db8::7\n",
               trace.substr(trace.find("got")));
-    EXPECT_EQ(hex("0100 0001 0000 0000 0000 04") + "host" + hex("01") + "x" + hex("00 001C 0001"),
-              server.queries.at(0).substr(2));
     in6_addr addr{};  // the IPv4 address before it is passed over
     timeval start{};
     timeval end{};
     printed([&] { EXPECT_EQ(0, port.resolveIn6Addr("host.x", &addr, &start, &end)); });
     EXPECT_EQ(7, addr.s6_addr[15]);
+    EXPECT_EQ(hex("0100 0001 0000 0000 0000 04") + "host" + hex("01") + "x" + hex("00 001C 0001"),
+              server.get()[0].substr(2));
     EXPECT_TRUE(ka_tv_isset(start) && !ka_tv_later(start, end));
     EXPECT_EQ(0, port.resolveIn6Addr("2001:db8::1", &addr, &start, &end));
     EXPECT_FALSE(ka_tv_isset(start));
@@ -126,11 +122,12 @@ TEST_F(Dns, LooksUpInet6AtTheSecondServerWhenTheFirstIsUnset) {
 }
 
 TEST_F(Dns, LooksUpInet4AtTheGivenServer) {
-    NameServer server(CSockAddr::inet4(ip4("127.0.0.1"), dns_port), 2, [](std::string query) {
-        const bool echo = query.find('n') != std::string::npos;
-        query[5] = echo ? '\1' : '\0';  // else the response has no question
-        return Row{respond(echo ? query : query.substr(0, 12), 1, a4)};
-    });
+    const auto server =
+        serve(CSockAddr::inet4(ip4("127.0.0.1"), dns_port), 2, [](std::string query) {
+            const bool echo = query.find('n') != std::string::npos;
+            query[5] = echo ? '\1' : '\0';  // else the response has no question
+            return Row{respond(echo ? query : query.substr(0, 12), 1, a4)};
+        });
     for (const Row& c : table(R"(
         127.0.0.1 | n | found | the dns_addr.s_addr is 127.0.0.1in getHostAddr2 6
         127.0.0.1 | b | null  | the dns_addr.s_addr is 127.0.0.1in getHostAddr2 6
@@ -149,14 +146,11 @@ TEST_F(Dns, LooksUpInet4AtTheGivenServer) {
 TEST_F(Dns, ResolvesInet4TextByThePlatform) {
     in_addr addr{1};
     timeval start{1, 1};
-    for (const Row& c : table(R"(
-        10.1.2.3 | \nin resolvein4 1\nthe reslve host name is 10.1.2.3\nin resolvein4 2\n
-        no.such. | \nin resolvein4 0\nin resolvein4 1\nthe reslve host name is 0.0.0.0\n
-                 | \n)")) {
-        EXPECT_EQ("host name is " + c[0] + c[1],
-                  printed([&] { port.resolveIn4Addr(c[0].c_str(), &addr, &start, nullptr); }));
-        EXPECT_FALSE(ka_tv_isset(start) || addr.s_addr == 1);
-    }
+    EXPECT_EQ(
+        "host name is no.such.\nin resolvein4 0\nin resolvein4 1\n"
+        "the reslve host name is 0.0.0.0\n",
+        printed([&] { port.resolveIn4Addr("no.such.", &addr, &start, nullptr); }));
+    EXPECT_FALSE(ka_tv_isset(start) || addr.s_addr != 0);
     printed([&] { EXPECT_EQ(0, port.resolveIn4Addr("localhost", &addr, &start, nullptr)); });
     EXPECT_TRUE(ka_tv_isset(start));
 }

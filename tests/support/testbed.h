@@ -5,7 +5,6 @@
 
 #include <functional>
 #include <future>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -40,19 +39,11 @@ using Row = std::vector<std::string>;
 /// "\r", "\n", "\t", "\s" (blank), "\0" and "\1" stand for themselves, "<63 x>" for 63 times "x".
 std::vector<Row> table(const std::string& text);
 
-/// Bytes in a heap block of exactly their size, so that AddressSanitizer sees a byte too many.
-template <typename Byte = char>
-struct Exact {
-    explicit Exact(const std::string& bytes)
-        : length(bytes.size()), block(std::make_unique<Byte[]>(length)) {
-        bytes.copy(reinterpret_cast<char*>(block.get()), length);
-    }
-    Byte* data() { return block.get(); }
-    int size() const { return static_cast<int>(length); }
-
-    size_t length;
-    std::unique_ptr<Byte[]> block;
-};
+/// A heap block of exactly its size, so that AddressSanitizer sees a byte too many.
+using Bytes = std::vector<unsigned char>;
+inline Bytes bytes(const std::string& text) {
+    return {text.begin(), text.end()};
+}
 
 /// One connection of a peer. Reads give up after 10 s, as a test's safety net.
 struct Connection {

