@@ -25,7 +25,8 @@ struct Probe : CNetTest_HttpBase {
 class HttpRun : public OwnHost {
   protected:
     /// Runs a test against a server that gives one response a connection ("PORT" in it is its port)
-    /// and then "closes", "resets" or "holds" it; the outcome of the record.
+    /// and then "closes", "resets" or "holds" it; the outcome of the record, with c(losed) or
+    /// e(rror).
     std::string run(const Row& responses, const std::string& end, bool cut = false) {
         Listener listener;
         requests.clear();
@@ -52,7 +53,8 @@ class HttpRun : public OwnHost {
             test->onMainLoop();
         });
         test->stopTest();
-        return outcome(readFile("/tmp/httpdata"));
+        return outcome(readFile("/tmp/httpdata")) + (test->m_bPeerClosed ? "c" : "") +
+               (test->m_bRecvError ? "e" : "");
     }
 
     std::unique_ptr<Probe> test;
@@ -69,44 +71,37 @@ const std::string hello = ok + "Content-Length: 5\r\n\r\nhello";
 }  // namespace
 
 TEST_F(HttpRun, Outcomes) {
-    // What the server does at the end, the outcome (overall, steps, bytes) with c(losed) or
-    // e(rror), a "w" when the response must come whole, and the responses; "@" is "HTTP/1.1 ".
-    for (Row c : table(R"(
-        holds  | 6 6666 5  |   | @200 OK\r\nContent-Length: 5\r\n\r\nhello
-        holds  | 6 6666 5  |   | @200 OK\r\nContent-Length: 5\r\n\r\n\1hello
-        holds  | 6 6666 0  |   | @200 OK\r\nContent-Length: 0\r\n\r\n
-        closes | 6 6666 5  |   | @200 OK\r\n\r\nhel\1lo
-        closes | 6 6666 5  |   | @200 OK\r\nContent-Length: -5\r\n\r\nhello
-        holds  | 6 6666 5  | w | @200 OK\r\nContent-Length: 3\r\n\r\nhello
-        closes | 5 6665 5c |   | @200 OK\r\nContent-Length: 5000000000\r\n\r\nhello
-        resets | 5 6665 5e |   | @200 OK\r\nContent-Length: 9\r\n\r\nhello\1
-        closes | 5 6650 0c |   | @200 OK\r\nContent-
-        resets | 5 6650 0e |   | @200 OK\r\n\1
+    // What the server does at the end, the outcome, a "w" when the response must come whole, and
+    // the responses.
+    for (const Row& c : table(R"(
+        holds  | 6 6666 5  |   | HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nhello
+        holds  | 6 6666 5  |   | HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\n\1hello
+        holds  | 6 6666 0  |   | HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n
+        closes | 6 6666 5  |   | HTTP/1.1 200 OK\r\n\r\nhel\1lo
+        closes | 6 6666 5  |   | HTTP/1.1 200 OK\r\nContent-Length: -5\r\n\r\nhello
+        holds  | 6 6666 5  | w | HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nhello
+        closes | 5 6665 5c |   | HTTP/1.1 200 OK\r\nContent-Length: 5000000000\r\n\r\nhello
+        resets | 5 6665 5e |   | HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nhello\1
+        closes | 5 6650 0c |   | HTTP/1.1 200 OK\r\nContent-
+        resets | 5 6650 0e |   | HTTP/1.1 200 OK\r\n\1
         holds  | 5 6650 0  |   |
-        holds  | 5 6650 0  |   | @200 OK\r\na\0b\r\n\r\n
-        holds  | 6 6666 2  |   | @404 No\r\nContent-Length: 2\r\n\r\nno
+        holds  | 5 6650 0  |   | HTTP/1.1 200 OK\r\na\0b\r\n\r\n
+        holds  | 6 6666 2  |   | HTTP/1.1 404 No\r\nContent-Length: 2\r\n\r\nno
         closes | 6 6666 3  |   | nonsense\r\n\r\nabc
-        closes | 6 6666 15 |   | @200 OK\r\n\r\n5\r\nhello\r\n0\r\n\r\n
-        closes | 6 6666 2  |   | @301 M\r\nLocation: http://127.0.0.1:PORT/c\r\n\r\n | @200 OK\r\n\r\nhi
-        closes | 6 6666 2  | w | @302 M\r\nLocation: http://127.0.0.1:PORT/c\r\n\r\nbody | @200 OK\r\n\r\nhi
-        closes | 6 6666 4  | w | @302 M\r\nLocation: http://127.0.0.1:PORT/c\r\n\r\n\1body
-        holds  | 6 6666 2  |   | @307 M\r\nContent-Length: 4\r\nLocation: http://127.0.0.1:PORT/c\r\n\r\nbody | @200 OK\r\nContent-Length: 2\r\n\r\nhi
-        closes | 6 6666 0  |   | @302 M\r\n\r\n
-        closes | 6 6666 0  |   | @200 OK\r\nLocation: http://x/\r\nContent-Length: 0\r\n\r\n
-        closes | 5 5000 0  |   | @301 M\r\nLocation: /c\r\n\r\n
-        closes | 5 6500 0  |   | @301 M\r\nLocation: http://127.0.0.1:1/\r\n\r\n)")) {
-        for (std::string& response : c) {
-            if (!response.empty() && response[0] == '@')
-                response.replace(0, 1, "HTTP/1.1 ");
-        }
+        closes | 6 6666 15 |   | HTTP/1.1 200 OK\r\n\r\n5\r\nhello\r\n0\r\n\r\n
+        closes | 6 6666 2  |   | HTTP/1.1 301 M\r\nLocation: http://127.0.0.1:PORT/c\r\n\r\n | HTTP/1.1 200 OK\r\n\r\nhi
+        closes | 6 6666 2  | w | HTTP/1.1 302 M\r\nLocation: http://127.0.0.1:PORT/c\r\n\r\nbody | HTTP/1.1 200 OK\r\n\r\nhi
+        closes | 6 6666 4  | w | HTTP/1.1 302 M\r\nLocation: http://127.0.0.1:PORT/c\r\n\r\n\1body
+        holds  | 6 6666 2  |   | HTTP/1.1 307 M\r\nContent-Length: 4\r\nLocation: http://127.0.0.1:PORT/c\r\n\r\nbody | HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nhi
+        closes | 6 6666 0  |   | HTTP/1.1 302 M\r\n\r\n
+        closes | 6 6666 0  |   | HTTP/1.1 200 OK\r\nLocation: http://x/\r\nContent-Length: 0\r\n\r\n
+        closes | 5 5000 0  |   | HTTP/1.1 301 M\r\nLocation: /c\r\n\r\n
+        closes | 5 6500 0  |   | HTTP/1.1 301 M\r\nLocation: http://127.0.0.1:1/\r\n\r\n)")) {
         const Row responses(c.begin() + 3, c.end());
         for (const bool cut : {false, true}) {
             if (cut && c[2] == "w")
                 continue;
-            const std::string result = run(responses, c[0], cut);
-            EXPECT_EQ(c[1],
-                      result + (test->m_bPeerClosed ? "c" : "") + (test->m_bRecvError ? "e" : ""))
-                << responses[0] << " " << cut;
+            EXPECT_EQ(c[1], run(responses, c[0], cut)) << responses[0] << cut;
         }
     }
 }
@@ -130,14 +125,12 @@ TEST_F(HttpRun, RequestsAndTraces) {
             "m_iDataRecvSize is 5\nm_iGetTransSize is 5,m_iDataRecvSize is 5\nonMainLoop 15\n"
             "onMainLoop 16\n",
         trace.substr(trace.rfind("rev size")));
-    EXPECT_EQ(38, test->m_iHeadSize);
 }
 
 TEST_F(HttpRun, GrowsTheBufferForALongHeadUpToItsBound) {
     config.head_timeout = {20, 0};
     const std::string mega(1 << 20, 'x');
     EXPECT_EQ("6 6666 5", run({ok + "L: " + mega + "\r\nContent-Length: 5\r\n\r\nhello"}, "holds"));
-    EXPECT_NE(std::string::npos, trace.find("buff size is 2097152\n"));
     std::string endless = ok;
     while (endless.size() < (17 << 20))
         endless += mega;
@@ -149,7 +142,6 @@ TEST_F(HttpRun, SamplesEverySecond) {
     EXPECT_EQ("6 6666 30000",
               run({ok + "\r\n" + k10 + std::string(13, '\1') + k10 + "\1" + k10}, "closes"));
     EXPECT_EQ("4 6664 20000", test->live);
-    EXPECT_GT(test->m_iMaxSpeed, test->m_iMinSpeed);
     EXPECT_NEAR(30000 / 1.4, static_cast<double>(test->m_iAvgSpeed), 6000);
 }
 
@@ -165,8 +157,6 @@ TEST_F(HttpRun, FailuresWithoutAResponse) {
                     "contime:0,trtime:0,totdata:0,curspeed:0,minspeed:0,maxspeed:0,avgspeed:0") +
             '\0',
         readFile("/tmp/httpdata"));
-    EXPECT_TRUE(http.m_bConnFail);
-    EXPECT_EQ(-1, http.m_stHttpBaseConfig.conn_timeout);
     EXPECT_EQ(60, http.m_stHttpBaseConfig.head_timeout.tv_sec);
     raiseExit = true;
     EXPECT_EQ("5 6664 5", run({ok + "\r\nhello"}, "holds"));
