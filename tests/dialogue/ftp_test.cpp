@@ -9,11 +9,10 @@
 
 namespace {
 
-/// What the server answers to a command (the greeting to ""): the reply; what it sends on the data
-/// connection then; what else it does there: "closes", "resets", "holds" it until the client
-/// closes, "drains" it, "ignores" what comes, "late" (the further reply comes before the data) or
-/// "leaves" (the control connection ends before them); and the further reply. "PASV" stands for an
-/// endpoint.
+/// What the server answers to a command ("": it greets): the reply; what it sends as data then;
+/// what else it does there: "closes", "resets", "holds" until the client closes, "drains",
+/// "ignores" what comes, "late" (the further reply comes before the data) or "leaves" (the control
+/// connection ends before them); the further reply. "PASV" stands for an endpoint.
 using Script = std::map<std::string, Row>;
 
 const std::string file(100000, 'd');
@@ -113,29 +112,16 @@ struct Probe : CNetTest_FtpBase {
 
 class FtpRun : public OwnHost {
   protected:
-    void SetUp() override {
-        OwnHost::SetUp();
-        ka_copy_text(config.file_path, "/f");
-        ka_copy_text(config.username, "u");
-        ka_copy_text(config.password, "p");
-        config.put_size = 1000000;
-        config.resp_timeout = config.data_timeout = 300000;
-        config.ctrl_conn_timeout = config.data_conn_timeout = 2000000;
-    }
-
     /// Runs a test: "get", "put" or both, and "pasv", "port", both or none; the record's outcome.
     std::string run(const Script& script, const std::string& what, bool cut = false) {
-        const auto has = [&](const char* word) {
-            return what.find(word) != std::string::npos ? 1 : 0;
-        };
         FtpServer server(script, config.use_inet6 != 0 ? AF_INET6 : AF_INET, cut);
         test = std::make_unique<Probe>();
         ka_copy_text(config.host_name, config.use_inet6 != 0 ? "::1" : "127.0.0.1");
         config.ctrl_port = server.listener.port();
-        config.do_get = has("get");
-        config.do_put = has("put");
-        config.use_pasv = has("pasv");
-        config.use_port = has("port");
+        config.do_get = what.find("get") < what.size();
+        config.do_put = what.find("put") < what.size();
+        config.use_pasv = what.find("pasv") < what.size();
+        config.use_port = what.find("port") < what.size();
         test->m_stFtpBaseConfig = config;
         shell("rm -f /tmp/ftp???rst");
         {
@@ -149,10 +135,11 @@ class FtpRun : public OwnHost {
         }
         heard = server.heard;
         received = server.received;
-        return outcome(readFile(has("get") != 0 ? "/tmp/ftpgetrst" : "/tmp/ftpputrst"));
+        return outcome(readFile(config.do_get != 0 ? "/tmp/ftpgetrst" : "/tmp/ftpputrst"));
     }
 
-    SFtpBaseConfig config{};
+    SFtpBaseConfig config{0,   0,    0,       0,       0,       "",     21,     "u",
+                          "p", "/f", 1000000, 2000000, 2000000, 300000, 300000, 0};
     std::unique_ptr<Probe> test;
     std::string heard;
     std::string trace;
@@ -169,14 +156,11 @@ TEST_F(FtpRun, ReadsReplies) {
         11 | 11 | 220 ready\r\n | 221 next\r\n
         11 | 11 | 220\tready\r\n
         14 | 14 | 220-a\r\n220 b\r\n
-        14 | 14 | 220 a\r\n220-b\r\n
         9  | 9  | 220 a\0b\r\n
         7  | 14 | 220-a\r\n | 220 b\r\n
         13 | 18 | 150 a\r\n226 Do | ne \r\n
         5  | 14 | 220 a | \r\n220-a\r\n
         3  | 13 | 220 | -\r\n | 220 x\r\n
-        5  | 11 | 220\r\n | 220 \r\n
-        -1 | 5  | 220 a
         -1 | 2  | 22 | 0 a\r\n
         -1 | 9  | 220-a\r\n22
         -1 | 11 | 230-a\r\n | \sb\r\n | 230 OK\r\n
@@ -218,7 +202,6 @@ TEST_F(FtpRun, OneAnswerChanged) {
         get pasv       | 5 666540 0      | RETR /f | RETR | 151 odd\r\n
         get port whole | 5 666650 0      | RETR /f | RETR | 150 but nobody comes\r\n
         get pasv       | 5 650000 0      | -       |      | hello\r\n
-        get pasv       | 5 650000 0      | -       |      |
         get pasv       | 5 665000 0      | USER u  | USER | 530 no\r\n
         get pasv       | 5 665000 0      | PASS p  | PASS | 331 again\r\n
         get pasv       | 5 665400 0      | PASV    | PASV | 227 Entering passive mode (127,0,0,1,1,1)\r\n
@@ -257,9 +240,16 @@ TEST_F(FtpRun, TheCourseOfADownload) {
     }
     EXPECT_GE(ka_tv_span_msecs(test->m_tvTranStart, last), 1000);
 
-    EXPECT_EQ("5 650000 0", run(with("", {"421 busy\r\n"}), "get pasv"));
+    run(with("", {"421 busy\r\n"}), "get pasv");
+    EXPECT_EQ(
+        "overall_step:5,step_prepare:6,ctrlconn_step:5,ctrlauth_step:0,ctrlput_step,0,"
+        "dataconn_step:0,datatran_step:0,contime:0,trtime:0,totdata:0,curspeed:0,"
+        "minspeed:0,maxspeed:0,avgspeed:0" +
+            std::string(1, '\0'),
+        readFile("/tmp/ftpgetrst"));
     EXPECT_EQ(" r0 f0", test->reports);  // before the leave is taken
     EXPECT_TRUE(ka_tv_isset(test->m_tvCtrlFail) && heard == "QUIT\r\n");
+    EXPECT_EQ("no record", run(good, "pasv").substr(0, 9));  // no direction
     run(with("STOR", {"150 go\r\n"}), "get put pasv");
     EXPECT_EQ(login + "PASV\r\nSIZE /f\r\nALLO 1000000\r\nRETR /f\r\nSTOR /f\r\nQUIT\r\n", heard);
 }
@@ -279,7 +269,6 @@ TEST_F(FtpRun, A226ThatOvertakesTheData) {
     run(late, "get pasv");
     EXPECT_NE(std::string::npos, trace.find("data close(226) already received!\n"));
     EXPECT_EQ("5 666664 0", run(with("SIZE", {"550 no\r\n"}, late), "get pasv"));
-    EXPECT_TRUE(test->m_bGet226Seen && test->m_bTranDone);
     // The size is also looked at after a pass without data.
     const Script empty = with("SIZE", {"213 0\r\n"});
     EXPECT_EQ("6 666666 0",
@@ -327,25 +316,4 @@ TEST_F(FtpRun, HostileControlConnections) {
     EXPECT_EQ("6 666666 1048576",
               run(with("STOR", {"125 go\r\n", "", "drains"}, with("QUIT", {})), "put pasv"));
     EXPECT_LT(ka_tv_span_msecs(start, ka_now()), 5000);
-}
-
-TEST_F(FtpRun, RecordsWithoutAServer) {
-    CNetTest_FtpBase ftp(0, 0);
-    printed([&] {
-        ftp.startTest();
-        ftp.onMainLoop();
-    });
-    EXPECT_EQ("", readFile("/tmp/ftpgetrst") + readFile("/tmp/ftpputrst"));  // no direction
-    EXPECT_TRUE(ftp.m_bDnsFail);
-    ftp.m_stFtpBaseConfig.do_get = 1;
-    printed([&] { ftp.reportFtpTestResult(false); });
-    EXPECT_EQ(
-        "overall_step:5,step_prepare:5,ctrlconn_step:0,ctrlauth_step:0,ctrlput_step,0,"
-        "dataconn_step:0,datatran_step:0,contime:0,trtime:0,totdata:0,curspeed:0,"
-        "minspeed:0,maxspeed:0,avgspeed:0" +
-            std::string(1, '\0'),
-        readFile("/tmp/ftpgetrst"));
-    ftp.m_eStepPrepare = NET_STEP_INPROGRESS;
-    printed([&] { ftp.reportFtpTestResult(false); });
-    EXPECT_EQ("5 400000 0", outcome(readFile("/tmp/ftpgetrst")));
 }

@@ -10,7 +10,6 @@ class ShellCapture : public OwnHost {};
 TEST_F(ShellCapture, AppendsWhatFits) {
     for (const Row& c : table(R"(
         2     | 6     | echo ab; head -c 1 /dev/zero; printf c; exit 3
-        0     | 0     | true
         0     | 10239 | yes
         0     | 0     | cat /dev/zero
         20    | 10239 | trap '' PIPE; while :; do echo x; done
@@ -25,10 +24,9 @@ TEST_F(ShellCapture, AppendsWhatFits) {
 }
 
 TEST_F(ShellCapture, TakesThePeerOfAPppLink) {
-    shell(
-        "mkdir /tmp/bin; printf '#!/bin/sh\\ncat /tmp/out' >/tmp/bin/ifconfig; "
-        "chmod +x /tmp/bin/ifconfig");
-    setenv("PATH", ("/tmp/bin:" + std::string(getenv("PATH"))).c_str(), 1);
+    writeFile("/tmp/ifconfig", "#!/bin/sh\nexec cat /tmp/out");
+    shell("chmod +x /tmp/ifconfig");
+    setenv("PATH", "/tmp:/bin:/usr/bin", 1);
     for (const Row& c : table(R"(
         eth0 inet addr:10.0.0.1 Bcast:10.255.255.255      | 1.2.3.4        | nothing found\n
         inet addr:10.64.64.64  P-t-P:10.112.112.112  Mask | 10.112.112.112 |

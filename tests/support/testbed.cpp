@@ -1,6 +1,5 @@
 #include "tests/support/testbed.h"
 
-#include <arpa/inet.h>
 #include <netinet/tcp.h>
 #include <sched.h>
 #include <sys/prctl.h>
@@ -51,9 +50,8 @@ void OwnHost::SetUp() {
 }
 
 std::string readFile(const std::string& path) {
-    std::ostringstream text;
-    text << std::ifstream(path, std::ios::binary).rdbuf();
-    return text.str();
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
 }
 
 void writeFile(const std::string& path, const std::string& text) {
@@ -80,12 +78,6 @@ std::string hex(const std::string& digits) {
     for (char two[3] = ""; pairs >> std::ws && pairs.get(two, 3);)
         bytes += static_cast<char>(std::stoi(two, nullptr, 16));
     return bytes;
-}
-
-in_addr ip4(const char* text) {
-    in_addr addr{};
-    EXPECT_EQ(1, inet_pton(AF_INET, text, &addr));
-    return addr;
 }
 
 in6_addr ip6(const char* text) {

@@ -1,6 +1,7 @@
 // What the tests stand on: a host of their own, scripted peers, tables.
 #pragma once
 
+#include <arpa/inet.h>
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -20,15 +21,15 @@ class OwnHost : public testing::Test {
 
 std::string readFile(const std::string& path);
 void writeFile(const std::string& path, const std::string& text);
-/// Writes a port control file of port 0.
 void writePortFile(const std::string& name, const std::string& text);
-/// Runs a shell command; its exit status.
 int shell(const std::string& command);
 /// What `call` prints to standard output.
 std::string printed(const std::function<void()>& call);
 
 std::string hex(const std::string& digits);
-in_addr ip4(const char* text);
+inline in_addr ip4(const char* text) {
+    return {inet_addr(text)};
+}
 in6_addr ip6(const char* text);
 
 /// The outcome of a result record in words, "overall steps bytes"; a complaint when it is none.

@@ -1,7 +1,5 @@
 // URLs, requests and response heads.
 #include "httptest/cnettest_httpbase.h"
-#include "httptest/httphead.h"
-#include "httptest/httprequest.h"
 #include "tests/support/testbed.h"
 
 namespace {
@@ -17,10 +15,8 @@ TEST_F(Http, SplitsUrls) {
     for (const Row& c : table(R"(
         http://192.0.2.7:8080/a/b.bin?x=1&y=2#top | http,192.0.2.7,8080,/a/b.bin,x=1&y=2
         192.0.2.7               | http,192.0.2.7,,/,
-        https://h/f             | https,h,,/f,
         http://h#f?x            | http,h,,/,
         h:/p?a?b#c              | http,h,,/p,a?b
-        http:/x                 | http,http,,/x,
         ://h/p                  | http,h,,/p,
         http://[2001:db8::1]/   | http,[2001,db8::1],/,
         <63 s>://h              | <63 s>,h,,/,
@@ -31,7 +27,6 @@ TEST_F(Http, SplitsUrls) {
         h/<254 p>               | http,h,,/<254 p>,
         h/<255 p>               | failed
         h?<505 q>               | http,h,,/,<505 q>
-                                | failed
         /relative               | failed)")) {
         test.resetHttpSession(c[0].c_str());
         const std::string parts = std::string(test.m_szUrlReq) == c[0] && test.parseHttpURL() == 0
@@ -43,24 +38,12 @@ TEST_F(Http, SplitsUrls) {
     }
 }
 
-TEST_F(Http, BuildsTheLongestRequestWhole) {
-    HttpRequest request;
-    const std::string t(511, 't');
-    const std::string h(255, 'h');
-    const std::string p(63, '1');
-    const size_t length = http_build_request(t.c_str(), t.c_str(), h.c_str(), p.c_str(), &request);
-    EXPECT_EQ("GET " + t + "?" + t + " HTTP/1.1\r\nHost: " + h + ":" + p +
-                  "\r\nUser-Agent: Wget\r\nConnection: close\r\n\r\n",
-              std::string(request.data(), length));
-}
-
 TEST_F(Http, ParsesHeads) {
     for (const Row& c : table(R"(
         HTTP/1.1 302 Found\r\nlocation:  http://a/new\r\nContent-Length: 0\r\n\r\n | 302,Found,0,http://a/new
         HTTP/1.1 200  OK\r\nCONTENT-LENGTH:42\r\n          | 200, OK,42,
         HTTP/1.1 200 OK\nContent-Length : 42\n             | 200,OK,:,
         HTTP/1.1 200 OK\r\nLocation: http://a/b c\r\n      | 200,OK,,http://a/b
-        HTTP/1.1 200 O\rK\r\n                              | 200,O\rK,,
         HTTP/1.1 200\s\r\n                                 | -1,,,
         http/1.1 200 OK\r\n                                | -1,,,
         \r\n                                               | -1,,,

@@ -10,7 +10,6 @@ TEST(Options, AreFoundAnywhere) {
                                   | FTP0000,,,,0,
         -m 0 -t 0 -dst h -us u -f /a  | FTP1010,h,u,/a,0,
         -m 1 -t 1 -size 5000000000    | FTP0101,,,,5000000000,
-        -m 2 -m 0                     | FTP1000,,,,0,
         -m 0 -m 1 -m 2                | HTTP1100,,,,0,
         -m 7 -t 2 -t 7                | FTP0011,,,,0,
         -f /my-test.bin -us anonymous | FTP0010,,anonymous,/my-test.bin,0,
@@ -18,10 +17,8 @@ TEST(Options, AreFoundAnywhere) {
         -dst-m 1                      | FTP0100,,,,0,
         -dns 192.168.1.1 -size x      | FTP0000,,,,0,192.168.1.1
         -dst <300 h> -f <600 f> -us <70 u> -dns <70 d> | FTP0000,<63 h>,<63 u>,<511 f>,0,<63 d>)")) {
-        Row words{"net-test"};
-        std::istringstream arguments(c[0]);
-        for (std::string word; arguments >> word;)
-            words.push_back(word);
+        std::istringstream arguments("net-test " + c[0]);
+        const Row words{std::istream_iterator<std::string>(arguments), {}};
         std::vector<const char*> argv;
         for (const std::string& word : words)
             argv.push_back(word.c_str());
@@ -39,8 +36,6 @@ TEST(Options, AreFoundAnywhere) {
             << ',' << ftp.put_size << ',' << g_dns_addr;
         EXPECT_EQ(c[1], got.str());
         EXPECT_EQ(std::string(http.url).substr(0, 63), ftp.host_name);
-        EXPECT_EQ(
-            c[0] == "--dstx h -f",
-            trace.find("i is 3,argc is 4, argv[i] is  -f, argv[i+1] is (null)\n") < trace.size());
+        EXPECT_EQ(c[0] == "--dstx h -f", trace.find("argv[i] is  -f, argv[i+1] is (null)\n") < 999);
     }
 }
