@@ -18,6 +18,27 @@ struct SRecordField {
     const char* meaning;  ///< in words, for people
 };
 
+/// What every record ends with, behind its steps.
+constexpr std::array<SRecordField, 7> record_transfer_fields = {{
+    {"contime", ':', ERecordValue::msecs, "connect time"},
+    {"trtime", ':', ERecordValue::msecs, "transfer time"},
+    {"totdata", ':', ERecordValue::bytes, "data"},
+    {"curspeed", ':', ERecordValue::speed, "latest speed"},
+    {"minspeed", ':', ERecordValue::speed, "lowest speed"},
+    {"maxspeed", ':', ERecordValue::speed, "highest speed"},
+    {"avgspeed", ':', ERecordValue::speed, "average speed"},
+}};
+
+/// All fields of a record that has these steps.
+template <size_t N>
+constexpr std::array<SRecordField, N + record_transfer_fields.size()> ka_record_fields(
+    const std::array<SRecordField, N>& steps) {
+    std::array<SRecordField, N + record_transfer_fields.size()> fields{};
+    for (size_t i = 0; i < fields.size(); ++i)
+        fields[i] = i < N ? steps[i] : record_transfer_fields[i - N];
+    return fields;
+}
+
 /// Longest record text, its terminating NUL included.
 constexpr size_t record_text_size = 512;
 
