@@ -60,8 +60,8 @@ class Neighbours : public OwnHost {
         return {bytes, static_cast<size_t>(n)};
     }
 
-    /// The next captured frame of an EtherType from one hardware address ("01" or "02"); `when` is
-    /// the kernel's time of it.
+    /// The next captured frame of a type from a hardware address; `when` is the kernel's time of
+    /// it.
     std::string captured(const std::string& from, const std::string& type) {
         for (std::string frame; !(frame = received(capture->get())).empty();) {
             ioctl(capture->get(), SIOCGSTAMP, &when);

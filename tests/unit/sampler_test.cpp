@@ -1,21 +1,18 @@
 // The speed sampler of both tests, with times given here.
 #include "ftptest/cnettest_ftpbase.h"
-#include "httptest/cnettest_httpbase.h"
 #include "tests/support/testbed.h"
 
 namespace {
 
 constexpr int64_t GiB = 1LL << 30;
 
-template <typename Test>
-class Probe : public Test {
-  public:
-    Probe() : Test(0, 0) {}
-    using Test::isSampleDue;
-    using Test::startTransfer;
+struct Probe : CNetTest_FtpBase {
+    Probe() : CNetTest_FtpBase(0, 0) {}
+    using CTransferStat::isSampleDue;
+    using CTransferStat::startTransfer;
     int onTranExStat(bool first, const timeval*) override {
         // The last values are updated only after this hook.
-        samples += (first ? "first " : "next ") + std::to_string(this->m_iLastRecvSize) + ",";
+        samples += (first ? "first " : "next ") + std::to_string(m_iLastRecvSize) + ",";
         return 0;
     }
     std::string samples;
@@ -26,12 +23,12 @@ class Sampler : public OwnHost {};
 }  // namespace
 
 TEST_F(Sampler, TakesMinimumMaximumAndAverage) {
-    Probe<CNetTest_HttpBase> test;
-    test.m_stHttpBaseConfig.do_get = 1;
+    Probe test;
+    test.m_stFtpBaseConfig.do_get = 1;
     const timeval start{100, 0};
-    test.httpTranStat(&start);  // no earlier call: no sample
+    printed([&] { test.ftpTranStat(&start); });  // no earlier call: no sample
     test.startTransfer(start);
-    test.httpTranStat(&start);  // no time passed: no sample
+    printed([&] { test.ftpTranStat(&start); });  // no time passed: no sample
     EXPECT_EQ("", test.samples);
     const struct {
         timeval at;
@@ -45,17 +42,15 @@ TEST_F(Sampler, TakesMinimumMaximumAndAverage) {
     };
     for (const auto& s : steps) {
         test.m_iDataRecvSize = s.bytes;
-        test.httpTranStat(&s.at);
-        EXPECT_EQ(s.cur, test.m_iCurSpeed) << s.bytes;
-        EXPECT_EQ(s.min, test.m_iMinSpeed);
-        EXPECT_EQ(s.max, test.m_iMaxSpeed);
-        EXPECT_EQ(s.avg, test.m_iAvgSpeed);
+        printed([&] { test.ftpTranStat(&s.at); });
+        EXPECT_EQ(std::tie(s.cur, s.min, s.max, s.avg),
+                  std::tie(test.m_iCurSpeed, test.m_iMinSpeed, test.m_iMaxSpeed, test.m_iAvgSpeed));
     }
     EXPECT_EQ("first 0,next 1000,next 3000,next 3200,next 9999,", test.samples);
 }
 
 TEST_F(Sampler, CountsTheSentBytesOfAnUploadAndTraces) {
-    Probe<CNetTest_FtpBase> test;
+    Probe test;
     test.m_stFtpBaseConfig.do_get = test.m_stFtpBaseConfig.do_put = 1;  // the sent bytes are used
     test.startTransfer({10, 0});
     test.m_iDataRecvSize = 77;
@@ -71,7 +66,7 @@ TEST_F(Sampler, CountsTheSentBytesOfAnUploadAndTraces) {
 }
 
 TEST_F(Sampler, IsDueWhenTheWholeSecondsDiffer) {
-    Probe<CNetTest_FtpBase> test;
+    Probe test;
     test.startTransfer({10, 900000});
     EXPECT_FALSE(test.isSampleDue({11, 899999}));
     EXPECT_TRUE(test.isSampleDue({11, 900000}));
