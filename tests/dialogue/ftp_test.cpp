@@ -307,6 +307,7 @@ TEST_F(FtpRun, HostileControlConnections) {
     while (endless.size() < 200000)
         endless += endless;
     EXPECT_EQ("5 665000 0", run(with("USER", {endless}), "get pasv"));
+    EXPECT_LT(test->m_iCtrlRecvSize, 70000);
     ka_copy_text(config.file_path, std::string(505, 'x'));  // a line that does not fit is not sent
     EXPECT_EQ("5 666540 0", run(good, "get pasv"));
     EXPECT_EQ(login + "PASV\r\nQUIT\r\n", heard);

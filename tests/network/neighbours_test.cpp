@@ -122,7 +122,7 @@ TEST_F(Neighbours, DatagramsAndPacketsArrive) {
         EXPECT_EQ(0, port.sendINET4Packet(out.get(), 1, 253, &to, "payload", 7));
         const std::string packet = received(raw.get());
         EXPECT_EQ(hex(c[2] + "020000000001 0800") + packet, captured("01", "0800"));
-        EXPECT_EQ("payload", packet.substr(20));
+        EXPECT_EQ(hex("01FD") + "payload", packet.substr(8, 2) + packet.substr(20));
     }
     const in_addr behind = ip4("10.2.0.9");
     const in_addr nobody = ip4("10.1.0.77");
@@ -163,7 +163,7 @@ TEST_F(Neighbours, AnAccessConcentratorAnswers) {
     const CDescriptor sock(port.openEthPacket(htons(0x8863), true));
     const auto send = [&](const EtherAddr& to, const std::string& tags, int length) {
         return port.sendPPPoEPacket(sock.get(), reinterpret_cast<const char*>(to.data()),
-                                    htons(0x8863), 9, 0x10000, tags.data(), length);
+                                    htons(0x8863), 9, 0x10007, tags.data(), length);
     };
     const timeval limit{0, 200000};
     do {
@@ -172,7 +172,7 @@ TEST_F(Neighbours, AnAccessConcentratorAnswers) {
     const std::string offer = received(sock.get());
     EXPECT_EQ(hex("1107 0000"), offer.substr(0, 4));
     EXPECT_NE(std::string::npos, offer.find("concentrator"));
-    EXPECT_EQ(hex("FFFFFFFFFFFF 020000000001 8863 1109 0000 0004 0101 0000"),
+    EXPECT_EQ(hex("FFFFFFFFFFFF 020000000001 8863 1109 0007 0004 0101 0000"),
               captured("01", "8863"));
 }
 
