@@ -89,7 +89,7 @@ TEST_F(HttpRun, Outcomes) {
         closes | 6 6666 3  |   | nonsense\r\n\r\nabc
         closes | 6 6666 2  |   | HTTP/1.1 301 M\r\nLocation: http://127.0.0.1:PORT/c\r\n\r\n | HTTP/1.1 200 OK\r\n\r\nhi
         closes | 6 6666 2  | w | HTTP/1.1 302 M\r\nLocation: http://127.0.0.1:PORT/c\r\n\r\nbody | HTTP/1.1 200 OK\r\n\r\nhi
-        closes | 6 6666 4  | w | HTTP/1.1 302 M\r\nLocation: http://127.0.0.1:PORT/c\r\n\r\n\1body
+        closes | 6 6666 4  | w | HTTP/1.1 302 M\r\nContent-Length: 0\r\nLocation: http://127.0.0.1:PORT/c\r\n\r\n\1body
         holds  | 6 6666 2  |   | HTTP/1.1 307 M\r\nContent-Length: 4\r\nLocation: http://127.0.0.1:PORT/c\r\n\r\nbody | HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nhi
         closes | 6 6666 0  |   | HTTP/1.1 302 M\r\n\r\n
         closes | 6 6666 0  |   | HTTP/1.1 200 OK\r\nLocation: http://x/\r\nContent-Length: 0\r\n\r\n
@@ -137,8 +137,9 @@ TEST_F(HttpRun, GrowsTheBufferForALongHeadUpToItsBound) {
 TEST_F(HttpRun, SamplesEverySecond) {
     const std::string k10(10000, 'x');
     EXPECT_EQ("6 6666 30000",
-              run({ok + "\r\n" + k10 + std::string(13, '\1') + k10 + "\1" + k10}, "closes"));
+              run({ok + "\1\r\n" + k10 + std::string(13, '\1') + k10 + "\1" + k10}, "closes"));
     EXPECT_EQ("4 6664 20000", test->live);
+    EXPECT_GE(ka_tv_span_msecs(test->m_tvTranStart, test->m_tvHeadEnd), 90);
     EXPECT_NEAR(30000 / 1.4, static_cast<double>(test->m_iAvgSpeed), 6000);
 }
 
