@@ -161,6 +161,7 @@ TEST_F(FtpRun, ReadsReplies) {
         9  | 9  | 220 a\0b\r\n
         7  | 14 | 220-a\r\n | 220 b\r\n
         13 | 18 | 150-a\r\n226 Do | ne \r\n
+        16 | 26 | 150-a\r\n226-bcdef | g\r\n226 z\r\n
         5  | 14 | 220 a | \r\n220-a\r\n
         3  | 13 | 220 | -\r\n | 220 x\r\n
         -1 | 2  | 22 | 0 a\r\n
