@@ -99,7 +99,6 @@ TEST_F(Dns, LooksUpInet6AtTheSecondServerWhenTheFirstIsUnset) {
     hostent* found = nullptr;
     const std::string trace = printed([&] { found = port.getHostAddr(10, "Host.x", nullptr); });
     ASSERT_NE(nullptr, found);
-    EXPECT_STREQ("host.x", found->h_name);
     EXPECT_EQ(0U, trace.find("start(hostname=Host.x, bUseDNS1=1) ...\nstart(hostname=Host.x, "
                              "bUseDNS1=0) ...\nin getHostAddr2 6\nthe fd_query_sock is "));
     EXPECT_EQ("got address(0) a00:1::\ngot address(1) 2001:db8::7\ngot address(2) 2001:db8::7\n",

@@ -42,7 +42,6 @@ TEST(NdMessage, Refusals) {
         8800 | 0003 0200 0201 020000000009                                | refused
         8800 | 0003 0202 020000000009                                     | refused
         8801 | 0003 0201 020000000009                                     | refused
-        8800 | 0003 0101 AABBCCDDEEFF                                     | refused
         8700 | 0003 0201 020000000009                                     | refused
         8800 | 0004 0201 020000000009                                     | refused)")) {
         const Bytes msg = bytes(hex(c[0] + head + c[1]));

@@ -17,7 +17,6 @@ TEST(AttrLine, IsTakenApart) {
         <127 k>='<127 v>'            | <127 k>=<127 v>
         <128 k>='v'                  |
         a='<128 v>'                  |
-        a=''\n                       |
         a b=c\n                      |
         1a=b\n                       |
                                      |)")) {
