@@ -107,7 +107,7 @@ bool follow_record(const SRequest& request, SRecord* record, std::string* why) {
 }
 
 bool asks_for_help(int argc, char** argv) {
-    return std::any_of(argv + 1, argv + argc, [](const char* argument) {
+    return std::any_of(argv, argv + argc, [](const char* argument) {
         return argument == std::string_view("--help") || argument == std::string_view("-h");
     });
 }

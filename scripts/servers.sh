@@ -1,5 +1,5 @@
-# Real servers for the demo, the measurements and the tests, run inside a host of their own (see own_host).
-# They serve /tmp/srv; uploads go to /tmp/srv/pub.
+# Real servers for the demo, the measurements and the tests, run inside a host of their own (see
+# own_host). They serve /tmp/srv; uploads go to /tmp/srv/pub.
 # shellcheck shell=bash disable=SC2154
 
 mkdir -p /tmp/srv/pub /tmp/empty
