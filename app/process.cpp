@@ -57,7 +57,7 @@ class CWriteTimer {
         event.sigev_signo = write_timer_signal();
         m_isSet = timer_create(CLOCK_MONOTONIC, &event, &m_timer) == 0;
         const itimerspec times{{0, short_write.tv_usec * 1000},
-                               {limit.tv_sec, limit.tv_usec * 1000}};
+                               {limit.tv_sec, static_cast<long>(limit.tv_usec) * 1000}};
         if (m_isSet)
             timer_settime(m_timer, 0, &times, nullptr);
     }
