@@ -4,6 +4,7 @@
 #include <string>
 
 #include "ftptest/ftptext.h"
+#include "httptest/cnettest_httpbase.h"
 #include "httptest/httphead.h"
 #include "netbase/arpframe.h"
 #include "netbase/attrline.h"
