@@ -74,11 +74,11 @@ own_host() {
     [ "$(id -u)" -eq 0 ] || die "This needs root, for namespaces of its own."
     exec unshare --net --mount --pid --fork --kill-child --mount-proc bash -c '
         trap "exit 130" INT TERM
-        set -eu
-        mount --bind "$0" /mnt  # the project may lie under /tmp
+        set -euo pipefail
+        cd "$0"  # the project may lie under /tmp
         mount -t tmpfs own /tmp
         mkdir -p "$0"
-        mount --move /mnt "$0"
+        mount --no-canonicalize --rbind . "$0"
         cd "$0"
         ip link set lo up
         . "$0/scripts/lib.sh"

@@ -43,10 +43,11 @@ void OwnHost::SetUp() {
     if (geteuid() != 0)
         GTEST_SKIP() << "namespaces of its own need root";
     ASSERT_EQ(0, unshare(CLONE_NEWNET | CLONE_NEWNS));
-    ASSERT_EQ(0, shell("mount --make-rprivate / && mount --bind " SOURCE " /mnt &&"
+    ASSERT_EQ(0, shell("mount --make-rprivate / && cd '" SOURCE "' &&"
                        "mount -t tmpfs -o mode=1777 own /tmp && mount -t tmpfs own /run &&"
                        "mount -t tmpfs own /proc/sys/net && mkdir -p /proc/sys/net/kanet/port-0 &&"
-                       "mkdir -p " SOURCE " && mount --move /mnt " SOURCE " && ip link set lo up"));
+                       "mkdir -p '" SOURCE "' && ip link set lo up &&"
+                       "mount --no-canonicalize --rbind . '" SOURCE "'"));
 }
 
 std::string readFile(const std::string& path) {

@@ -45,7 +45,6 @@ TEST_F(Http, ParsesHeads) {
         HTTP/1.1 200 OK\nContent-Length : 42\n             | 200,OK,:,
         HTTP/1.1 200 OK\r\nLocation: http://a/b c\r\n      | 200,OK,,http://a/b
         HTTP/1.1 200\s\r\n                                 | -1,,,
-        http/1.1 200 OK\r\n                                | -1,,,
         \r\n                                               | -1,,,
                                                            | 0,,,
         HTTP/1.1 abc x\r\nHTTP/1.1 404 Not Found\r\n       | 404,Not Found,,

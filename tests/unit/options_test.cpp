@@ -7,7 +7,6 @@
 TEST(Options, AreFoundAnywhere) {
     // The arguments; the test, do_get, do_put, use_pasv, use_port; host, user, path, size, -dns.
     for (const Row& c : table(R"(
-                                  | FTP0000,,,,0,
         -m 0 -t 0 -dst h -us u -f /a  | FTP1010,h,u,/a,0,
         -m 1 -t 1 -size 5000000000    | FTP0101,,,,5000000000,
         -m 0 -m 1 -m 2                | HTTP1100,,,,0,
