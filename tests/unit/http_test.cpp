@@ -2,16 +2,10 @@
 #include "httptest/cnettest_httpbase.h"
 #include "tests/support/testbed.h"
 
-namespace {
-
-class Http : public OwnHost {
-  protected:
-    CNetTest_HttpBase test{0, 0};
-};
-
-}  // namespace
+class Http : public OwnHost {};
 
 TEST_F(Http, SplitsUrls) {
+    CNetTest_HttpBase test(0, 0);
     for (const Row& c : table(R"(
         http://192.0.2.7:8080/a/b.bin?x=1&y=2#top | http,192.0.2.7,8080,/a/b.bin,x=1&y=2
         192.0.2.7               | http,192.0.2.7,,/,
@@ -39,6 +33,7 @@ TEST_F(Http, SplitsUrls) {
 }
 
 TEST_F(Http, ParsesHeads) {
+    CNetTest_HttpBase test(0, 0);
     for (const Row& c : table(R"(
         HTTP/1.1 302 Found\r\nlocation:  http://a/new\r\nContent-Length: 0\r\n\r\n | 302,Found,0,http://a/new
         HTTP/1.1 200  OK\r\nCONTENT-LENGTH:42\r\n          | 200, OK,42,
