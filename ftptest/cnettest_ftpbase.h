@@ -154,7 +154,7 @@ class CNetTest_FtpBase : public CNetTest, public SFtpSession {
     /// listening socket.
     int acceptFtpData();
     /// Waits at most `usecs` until the data socket takes bytes and sends once. Returns the bytes
-    /// sent, perhaps less than `len`, or -1.
+    /// sent, perhaps less than `len`, or -1, with errno EAGAIN when it took none after all.
     int sendFtpData(int usecs, const char* buf, int len);
     /// Waits at most `usecs` for data, and for the control connection too when `pbCtrlReadable` is
     /// given, and reads data once. Returns the bytes read, 0 at the end of the data, or -1, a
@@ -185,8 +185,8 @@ class CNetTest_FtpBase : public CNetTest, public SFtpSession {
     int negotiate(enet_step_type& step, int result);
     int listenForData();
     int announceListener();
-    void pushUploadSteadily();
     bool receivePart(SRun& run);
+    bool sendPart(SRun& run);
     void pollControl(SRun& run);
     void endOfData(const timeval& now);
     void passTransfer(const timeval& now);

@@ -11,7 +11,7 @@ namespace {
 constexpr size_t line_size = 512;
 
 /// A reply that goes on beyond this has no end.
-constexpr int64_t reply_bytes_max = 65536;
+constexpr int64_t reply_bytes_max = 1 << 20;
 
 }  // namespace
 

@@ -104,7 +104,10 @@ int CNetTest_FtpBase::sendFtpData(int usecs, const char* buf, int len) {
         return -1;
     timeval limit;
     _usecs2timeval(usecs, &limit);
-    if (ka_wait(m_sockeData, POLLOUT, &limit) != EWait::ready)
+    const EWait waited = ka_wait(m_sockeData, POLLOUT, &limit);
+    if (waited == EWait::timeout)
+        errno = ETIMEDOUT;
+    if (waited != EWait::ready)
         return -1;
     return static_cast<int>(send(m_sockeData, buf, static_cast<size_t>(len), 0));
 }

@@ -84,6 +84,7 @@ void ip_address_to_port_repr(in_addr addr, int port, char* buf, unsigned int siz
     std::memcpy(a.data(), &addr, sizeof(addr));
     snprintf(buf, size, "%d,%d,%d,%d,%d,%d", a[0], a[1], a[2], a[3], (port & 0xff00) >> 8,
              port & 0xff);
+    buf[size - 1] = '\0';
     printf("buf: %s\n", buf);
 }
 

@@ -30,7 +30,8 @@ const char* ftp_reply_text(const FtpReply& reply);
 bool ftp_parse_pasv(const char* text, std::array<unsigned int, 6>* numbers);
 
 /// Writes the argument of PORT, "h1,h2,h3,h4,p1,p2", and prints it; needs a `size` above 23, else
-/// `buf` is left alone. `addr` is in network byte order, `port` in the host's.
+/// `buf` is left alone. The last of its bytes becomes NUL. `addr` is in network byte order, `port`
+/// in the host's.
 void ip_address_to_port_repr(in_addr addr, int port, char* buf, unsigned int size);
 
 /// The argument of EPRT for an IPv6 endpoint, "|2|address|port|" (RFC 2428).

@@ -4,6 +4,7 @@
 #include "ftptest/cnettest_ftpbase.h"
 #include "ftptest/ftprecord.h"
 #include "netbase/netstep.h"
+#include "netbase/traces.h"
 
 int CNetTest_FtpBase::reportFtpTestResult(bool bInProgress) {
     const bool get = m_stFtpBaseConfig.do_get != 0;
@@ -39,5 +40,6 @@ int CNetTest_FtpBase::reportFtpTestResult(bool bInProgress) {
         m_iAvgSpeed,
     };
     file.write(ka_format_record(ftp_record_fields.data(), values.data(), values.size()));
+    ka_bring_out_traces();
     return 0;
 }

@@ -1,8 +1,7 @@
 // The run of an FTP test: control connection, login, data mode, transfer command, data connection,
 // transfer, close-down.
-#include <netinet/tcp.h>
-
 #include <algorithm>
+#include <cerrno>
 #include <cinttypes>
 #include <climits>
 
@@ -10,7 +9,9 @@
 #include "ftptest/ftptext.h"
 #include "netbase/descriptor.h"
 #include "netbase/netstep.h"
+#include "netbase/sendqueue.h"
 #include "netbase/textvalue.h"
+#include "netbase/traces.h"
 #include "netbase/transferbuffer.h"
 
 namespace {
@@ -29,9 +30,6 @@ constexpr int code_need_password = 331;
 
 constexpr int default_buff_size = 524288;
 constexpr int brief_timeout = 1000000;
-
-/// Bytes that an upload may have in the kernel's send queue beyond what is on its way.
-constexpr int unsent_low_mark = 131072;
 
 /// The settings' size, counted as 32 bits without sign where it fits int.
 int64_t bytes_to_upload(int64_t put_size) {
@@ -257,23 +255,12 @@ int CNetTest_FtpBase::openActiveData() {
 }
 
 int CNetTest_FtpBase::transfer(SRun& run) {
-    if (m_stFtpBaseConfig.do_put != 0)
-        pushUploadSteadily();
+    const CTracesInTransfer timed;
     ka_step_start(m_eStepDataTran);
     startTransfer(ka_now());
     onTranExStart(&m_tvTranStart);
     puts("in 18");
     return download(run) == 0 && upload(run) == 0 ? 0 : -1;
-}
-
-/// Keeps the kernel's send queue short, so that the bytes handed over are nearly the bytes sent,
-/// and keeps one send from waiting longer than a pass may.
-void CNetTest_FtpBase::pushUploadSteadily() {
-    timeval limit;
-    _usecs2timeval(m_stFtpBaseConfig.data_timeout, &limit);
-    setsockopt(m_sockeData, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof(limit));
-    setsockopt(m_sockeData, IPPROTO_TCP, TCP_NOTSENT_LOWAT, &unsent_low_mark,
-               sizeof(unsent_low_mark));
 }
 
 int CNetTest_FtpBase::download(SRun& run) {
@@ -340,24 +327,41 @@ void CNetTest_FtpBase::endOfData(const timeval& now) {
 }
 
 int CNetTest_FtpBase::upload(SRun& run) {
-    const SFtpBaseConfig& config = m_stFtpBaseConfig;
-    if (config.do_put == 0)
+    if (m_stFtpBaseConfig.do_put == 0)
         return 0;
+    CSendQueue queue(m_sockeData);
     do {
         if (isExecExit())
             return -1;
-        const int sent = sendFtpData(config.data_timeout, run.data.data(), config.buff_size);
-        const timeval now = ka_now();
-        m_tvTranEnd = now;
-        if (sent < 0) {
-            ka_step_fail(m_eStepDataTran, m_bSendError);
+        if (!sendPart(run))
             return 0;
-        }
-        m_iDataSendSize += sent;
-        sampleTransfer(now);
+        if (m_iDataSendSize >= m_stFtpBaseConfig.buff_size)
+            queue.follow();
     } while (m_iDataSendSize < m_iPutFileSize);
     passTransfer(m_tvTranEnd);
     return 0;
+}
+
+/// One pass of the upload: hands over what is left of the current chunk; false when that failed.
+bool CNetTest_FtpBase::sendPart(SRun& run) {
+    const SFtpBaseConfig& config = m_stFtpBaseConfig;
+    const auto handed_over = static_cast<int>(m_iDataSendSize % config.buff_size);
+    const int sent = sendFtpData(config.data_timeout, run.data.data() + handed_over,
+                                 config.buff_size - handed_over);
+    const timeval now = ka_now();
+    // A kernel that takes nothing for the length of a pass is asked again, as long as the time-out.
+    const bool took_nothing = sent < 0 && errno == EAGAIN;
+    const timeval idle = ka_tv_diff(now, ka_tv_isset(m_tvTranEnd) ? m_tvTranEnd : m_tvTranStart);
+    if (took_nothing && timeval2usecs(&idle) < config.data_timeout)
+        return true;
+    m_tvTranEnd = now;
+    if (sent < 0) {
+        ka_step_fail(m_eStepDataTran, m_bSendError);
+        return false;
+    }
+    m_iDataSendSize += sent;
+    sampleTransfer(now);
+    return true;
 }
 
 void CNetTest_FtpBase::passTransfer(const timeval& now) {

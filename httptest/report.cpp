@@ -2,6 +2,7 @@
 #include "httptest/cnettest_httpbase.h"
 #include "httptest/httprecord.h"
 #include "netbase/netstep.h"
+#include "netbase/traces.h"
 
 int CNetTest_HttpBase::reportHttpTestResult(bool /*interim*/) {
     CRecordFile file(http_record_path);
@@ -20,5 +21,6 @@ int CNetTest_HttpBase::reportHttpTestResult(bool /*interim*/) {
         m_iAvgSpeed,
     };
     file.write(ka_format_record(http_record_fields.data(), values.data(), values.size()));
+    ka_bring_out_traces();
     return 0;
 }

@@ -36,9 +36,7 @@ bool parse_status_line(std::string_view line, SStatusLine* status) {
         return false;
     if (protocol.substr(0, version.size()) != version)
         return false;
-    char digits[32];  // apart, or a token without digits would reach into the next word
-    ka_copy_text(digits, code);
-    status->code = ka_text_to_int(digits);
+    status->code = ka_text_to_int(code);
     status->reason = line;
     return true;
 }
@@ -90,9 +88,11 @@ int CNetTest_HttpBase::recvHttpReply(const timeval* timeout, char* buf, int len,
     }
     if (timeout == nullptr || buf == nullptr || len <= 0 || m_sockeHttp <= 0)
         return -1;
-    if (ka_wait(m_sockeHttp, POLLIN, timeout) != EWait::ready)
+    const EWait waited = ka_wait(m_sockeHttp, POLLIN, timeout);
+    if (waited == EWait::timeout)
         return 0;
-    const ssize_t received = recv(m_sockeHttp, buf, static_cast<size_t>(len), 0);
+    const ssize_t received =
+        waited == EWait::ready ? recv(m_sockeHttp, buf, static_cast<size_t>(len), 0) : -1;
     if (received == 0 && closed != nullptr)
         *closed = 1;
     if (received < 0 && errno != EINTR && error != nullptr)

@@ -8,6 +8,7 @@
 #include "netbase/descriptor.h"
 #include "netbase/netstep.h"
 #include "netbase/textvalue.h"
+#include "netbase/traces.h"
 #include "netbase/transferbuffer.h"
 
 namespace {
@@ -90,7 +91,11 @@ int CNetTest_HttpBase::runRequest(SRun& run) {
     run.tail = {};
     ka_close_socket(m_sockeHttp);
     if (prepareRequest() != 0 || connectServer() != 0 || sendRequest(run) != 0 ||
-        receiveHead(run) != 0 || receiveBody(run) != 0)
+        receiveHead(run) != 0)
+        return -1;
+    const CTracesInTransfer timed;  // since the receive that completed the head
+    takeHead(run);
+    if (receiveBody(run) != 0)
         return -1;
     ka_step_pass(m_eStepDownload);
     puts("onMainLoop 15");
@@ -158,7 +163,6 @@ int CNetTest_HttpBase::receiveHead(SRun& run) {
     m_tvHeadEnd = ka_now();
     m_iHeadSize = tail - run.buffer.data();
     ka_step_pass(m_eStepGetHead);
-    takeHead(run);
     return 0;
 }
 
@@ -186,9 +190,7 @@ void CNetTest_HttpBase::takeHead(SRun& run) {
     run.code = parseHttpHead(run.buffer.data(), static_cast<int>(m_iHeadSize));
     printf("head parsed!(Content-Length=%s)\n", m_szContentLength);
     printf("http_code is %d\n", run.code);
-    // As much of a long one as the traces hold until the transfer's first receive.
-    printf("response header is %.*s\n", static_cast<int>(std::min(run.fill, buffer_min)),
-           run.buffer.data());
+    printf("response header is %.*s\n", static_cast<int>(run.fill), run.buffer.data());
     run.fill -= static_cast<size_t>(m_iHeadSize);
 }
 

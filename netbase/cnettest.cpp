@@ -6,6 +6,7 @@
 
 #include "netbase/descriptor.h"
 #include "netbase/textvalue.h"
+#include "netbase/traces.h"
 
 namespace {
 
@@ -22,6 +23,7 @@ struct SLookupTimes {
 
 in_addr look_up_in4(const char* host, SLookupTimes* times) {
     in_addr addr{};
+    ka_bring_out_traces();
     times->start = ka_now();
     const hostent* found = gethostbyname(host);
     times->end = ka_now();

@@ -47,10 +47,14 @@ struct CStreamCloser {
 using CStream = std::unique_ptr<FILE, CStreamCloser>;
 
 /// Opens a file to be read, or emptied and written; null on failure. Unlike fopen it does not wait
-/// for the other end when a FIFO lies there.
+/// for the other end when a FIFO lies there, and asks for a file to be created only when there is
+/// none: kernels may refuse that for the files of others in /tmp, to root too.
 inline CStream ka_open_file(const char* path, bool write) {
-    const int mode = write ? O_WRONLY | O_CREAT | O_TRUNC : O_RDONLY;
-    CDescriptor file(open(path, mode | O_NONBLOCK | O_CLOEXEC, 0666));
+    const int mode = (write ? O_WRONLY | O_TRUNC : O_RDONLY) | O_NONBLOCK | O_CLOEXEC;
+    int fd = open(path, mode);
+    if (fd < 0 && write && errno == ENOENT)
+        fd = open(path, mode | O_CREAT, 0666);
+    CDescriptor file(fd);
     CStream stream(file.isOpen() ? fdopen(file.get(), write ? "wb" : "rb") : nullptr);
     if (stream != nullptr)
         file.release();

@@ -105,8 +105,8 @@ class CMessageReader {
 
 /// Decodes the name at the cursor; `encoded` becomes the bytes it takes there. The limits on label
 /// bytes, pointers and offsets hold for each stretch between two pointers. A stretch behind a
-/// pointer that breaks them just ends the name; one that leaves the message or the text buffer, or
-/// has too many pointers, fails the whole.
+/// pointer that breaks them or leaves the message just ends the name; text that does not fit and
+/// too many pointers fail the whole.
 bool CMessageReader::decodeName(DnsName* text, size_t* encoded) const {
     CNameText out(text);
     size_t at = m_at;
@@ -119,7 +119,7 @@ bool CMessageReader::decodeName(DnsName* text, size_t* encoded) const {
             if (consumed > encoded_name_max - 2)
                 return *encoded != 0;
             if (m_length - at < 2)
-                return false;
+                return *encoded != 0;
             const size_t offset = ka_get16(m_msg + at) & 0x3FFF;
             if (offset > pointer_offset_max)
                 return *encoded != 0;
@@ -141,15 +141,15 @@ bool CMessageReader::decodeName(DnsName* text, size_t* encoded) const {
                 *encoded = consumed;
             return true;
         }
-        if (consumed + head > encoded_name_max)
+        if (consumed + head > encoded_name_max || head > m_length - at)
             return *encoded != 0;
-        if (head > m_length - at || (written && !out.appendDot()) || !out.append(m_msg + at, head))
+        if ((written && !out.appendDot()) || !out.append(m_msg + at, head))
             return false;
         written = true;
         at += head;
         consumed += head;
     }
-    return false;
+    return *encoded != 0;
 }
 
 /// Fills the static result from a response's records.
@@ -210,7 +210,8 @@ class CResultBuilder {
     bool readAddress(CMessageReader* msg, size_t length, char* slot, size_t size) {
         if (length > msg->left())
             return false;
-        if (length >= size && m_addrs < dns_list_max) {
+        // The address is there whatever length the record gives its data.
+        if (msg->left() >= size && m_addrs < dns_list_max) {
             std::memcpy(slot, msg->here(), size);
             kanet_dns_addr_list[m_addrs++] = slot;
         }

@@ -24,15 +24,16 @@ void print_record(int family, const hostent& record) {
     }
 }
 
-/// The server of g_dns_addr; family 0 when that is not the address of a host.
+/// The server of g_dns_addr; family 0 when that is no address.
 CSockAddr inet4_server() {
-    const in_addr addr{inet_addr(g_dns_addr)};
+    in_addr addr;
+    const bool readable = inet_aton(g_dns_addr, &addr) != 0;
+    if (!readable)
+        addr.s_addr = INADDR_NONE;
     char text[INET_ADDRSTRLEN];
     CNetBase::writeINET4Addr(&addr, text);
     printf("the dns_addr.s_addr is %s", text);
-    if (addr.s_addr == INADDR_NONE || addr.s_addr == INADDR_ANY)
-        return {};
-    return CSockAddr::inet4(addr, dns_port);
+    return readable ? CSockAddr::inet4(addr, dns_port) : CSockAddr();
 }
 
 }  // namespace

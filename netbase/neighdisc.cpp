@@ -15,7 +15,7 @@ namespace {
 constexpr int nd_hop_limit = 255;
 constexpr size_t message_max = 1460;
 
-/// Rests after a failed wait or receive, which is tried again but must not spin.
+/// Rests after a failed wait, which is tried again but must not spin.
 void rest_a_little(const timeval& left) {
     timeval pause{0, 10000};
     if (ka_tv_later(pause, left))
@@ -58,10 +58,8 @@ int inet6_addrres_recvadv(int /*debug*/, unsigned char* buf, int size, int sock,
         const ssize_t length = recvfrom(sock, buf, static_cast<size_t>(size), MSG_DONTWAIT,
                                         reinterpret_cast<sockaddr*>(&source), &source_length);
         const timeval received = ka_now();
-        if (length < 0) {
-            rest_a_little(left);
+        if (length < 0)
             continue;
-        }
         if (source.sin6_scope_id != 0 && source.sin6_scope_id != target->sin6_scope_id)
             continue;
         EtherAddr found;

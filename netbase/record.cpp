@@ -1,5 +1,7 @@
 #include "netbase/record.h"
 
+#include <sys/stat.h>
+
 #include <cinttypes>
 #include <cstdio>
 #include <cstring>
@@ -22,9 +24,16 @@ CRecordFile::CRecordFile(const char* path) : m_stream(ka_open_file(path, true)) 
 }
 
 void CRecordFile::write(const CRecordText& text) {
-    if (m_stream != nullptr) {
-        fwrite(text.data(), 1, std::strlen(text.data()) + 1, m_stream.get());
-        m_stream.reset();
+    if (m_stream == nullptr)
+        return;
+    const size_t size = std::strlen(text.data()) + 1;
+    fwrite(text.data(), 1, size, m_stream.get());
+    fflush(m_stream.get());
+    // Another test may have written a longer one since this file was emptied.
+    const int file = fileno(m_stream.get());
+    struct stat status {};
+    if (fstat(file, &status) == 0 && status.st_size > static_cast<off_t>(size)) {
+        [[maybe_unused]] const int cut = ftruncate(file, static_cast<off_t>(size));
     }
-    fflush(stdout);
+    m_stream.reset();
 }

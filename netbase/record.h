@@ -54,10 +54,7 @@ class CRecordFile {
     /// Prints "File error setup save!" when the file can't be opened.
     explicit CRecordFile(const char* path);
 
-    bool isOpen() const { return m_stream != nullptr; }
-
-    /// Writes the text and its NUL at once and closes the file, if it is open. Brings out the
-    /// traces printed so far in any case.
+    /// Writes the text and its NUL at once, ends the file there and closes it, if it is open.
     void write(const CRecordText& text);
 
   protected:

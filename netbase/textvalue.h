@@ -1,10 +1,8 @@
 // Text into fixed-size fields, and numbers out of foreign text.
 #pragma once
 
-#include <climits>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <string_view>
 
@@ -18,34 +16,11 @@ void ka_copy_text(char (&field)[N], std::string_view text) {
 
 /// Reads a decimal integer at the start of `text` by atoi's rules (leading white space and a sign
 /// allowed, the rest ignored), saturating at the limits of 64 bits. False, with `value` 0, when
-/// there is no number or no text.
-inline bool ka_scan_number(const char* text, int64_t* value) {
-    *value = 0;
-    if (text == nullptr)
-        return false;
-    char* end = nullptr;
-    *value = std::strtoll(text, &end, 10);
-    return end != text;
-}
-
-/// The same, saturating at the limits of int.
-inline bool ka_scan_number(const char* text, int* value) {
-    int64_t wide = 0;
-    const bool found = ka_scan_number(text, &wide);
-    *value = static_cast<int>(wide < INT_MIN ? INT_MIN : wide > INT_MAX ? INT_MAX : wide);
-    return found;
-}
+/// there is no number.
+bool ka_scan_number(std::string_view text, int64_t* value);
 
 /// The number at the start of `text`; 0 when there is none.
-inline int64_t ka_text_to_int64(const char* text) {
-    int64_t value = 0;
-    ka_scan_number(text, &value);
-    return value;
-}
+int64_t ka_text_to_int64(std::string_view text);
 
 /// The same, saturating at the limits of int.
-inline int ka_text_to_int(const char* text) {
-    int value = 0;
-    ka_scan_number(text, &value);
-    return value;
-}
+int ka_text_to_int(std::string_view text);

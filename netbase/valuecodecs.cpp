@@ -117,7 +117,7 @@ void CNetBase::writeIntValue(int value, char* text) {
 
 void CNetBase::readIntValue(const char* text, int* value) {
     if (value != nullptr)
-        *value = ka_text_to_int(text);
+        *value = text != nullptr ? ka_text_to_int(text) : 0;
 }
 
 void CNetBase::writeBoolValue(int value, char* text) {

@@ -117,7 +117,7 @@ TEST_F(Dns, LooksUpInet6AtTheSecondServerWhenTheFirstIsUnset) {
 
 TEST_F(Dns, LooksUpInet4AtTheGivenServer) {
     const auto server =
-        serve(CSockAddr::inet4(ip4("127.0.0.1"), dns_port), 2, [](std::string query) {
+        serve(CSockAddr::inet4({INADDR_ANY}, dns_port), 3, [](std::string query) {
             const bool echo = query.find('n') != std::string::npos;
             query[5] = echo ? '\1' : '\0';  // else the response has no question
             return Row{respond(echo ? query : query.substr(0, 12), 1, a4)};
@@ -126,7 +126,7 @@ TEST_F(Dns, LooksUpInet4AtTheGivenServer) {
         127.0.0.1 | n | found | the dns_addr.s_addr is 127.0.0.1in getHostAddr2 6
         127.0.0.1 | b | null  | the dns_addr.s_addr is 127.0.0.1in getHostAddr2 6
                   | n | null  | the dns_addr.s_addr is 255.255.255.255
-        0.0.0.0   | n | null  | the dns_addr.s_addr is 0.0.0.0)")) {
+        0.0.0.0   | n | found | the dns_addr.s_addr is 0.0.0.0in getHostAddr2 6)")) {
         ka_copy_text(g_dns_addr, c[0]);
         hostent* found = nullptr;
         const std::string trace = printed(
