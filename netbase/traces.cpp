@@ -32,9 +32,9 @@ constexpr size_t transfer_reserve = 8192;
 /// A longer line counts as several.
 constexpr size_t line_max = 4096;
 
-// What waiting for the reader may cost: a transfer a tenth of a second at a time and five per cent
-// in all; its surroundings some seconds each time it takes nothing, and some minutes in all.
-constexpr int64_t transfer_wait_msecs = 100;
+// How long a reader that takes nothing is waited for, and what waiting may cost in all: a transfer
+// five per cent, its surroundings some minutes.
+constexpr int64_t transfer_wait_msecs = 50;
 constexpr int64_t transfer_share = 20;
 constexpr int64_t calm_wait_msecs = 3000;
 constexpr int64_t calm_total_msecs = 120000;
@@ -75,7 +75,7 @@ class CTraceQueue {
     bool m_isLineCut = false;    ///< a line was written in part and its rest left out
     int m_fd = STDOUT_FILENO;
     size_t m_atOnce = SIZE_MAX;  ///< bytes that a ready reader takes without holding up
-    bool m_stalled = false;      ///< the reader was waited for in vain, and has taken nothing since
+    int64_t m_waitsInVain = 0;   ///< since the reader has last taken something
     bool m_inTransfer = false;
     int64_t m_transferStart = 0;
     int64_t m_transferWaits = 0;
@@ -171,12 +171,10 @@ bool CTraceQueue::makeRoom(size_t needed) {
 }
 
 int64_t CTraceQueue::patience() const {
-    if (m_stalled)
-        return 0;
     if (!m_inTransfer)
-        return std::min(calm_wait_msecs, calm_total_msecs - m_calmWaits);
+        return std::min(calm_wait_msecs - m_waitsInVain, calm_total_msecs - m_calmWaits);
     const int64_t all = (now_msecs() - m_transferStart) / transfer_share;
-    return std::min(transfer_wait_msecs, all - m_transferWaits);
+    return std::min(transfer_wait_msecs - m_waitsInVain, all - m_transferWaits);
 }
 
 /// Waits until the reader takes something; false when it does not.
@@ -186,10 +184,11 @@ bool CTraceQueue::waitForReader() {
         return false;
     const int64_t start = now_msecs();
     pollfd output{m_fd, POLLOUT, 0};
-    const int ready = poll(&output, 1, static_cast<int>(limit));
-    (m_inTransfer ? m_transferWaits : m_calmWaits) += now_msecs() - start;
-    m_stalled = ready == 0 && limit >= transfer_wait_msecs;
-    return ready > 0 && writeSome(wholeLines());
+    const bool ready = poll(&output, 1, static_cast<int>(limit)) > 0;
+    const int64_t waited = now_msecs() - start;
+    (m_inTransfer ? m_transferWaits : m_calmWaits) += waited;
+    m_waitsInVain += waited;
+    return ready && writeSome(wholeLines());
 }
 
 /// Writes what the reader takes at once of the text up to `end`; false when that is nothing.
@@ -205,7 +204,7 @@ bool CTraceQueue::writeSome(size_t end) {
         written = static_cast<ssize_t>(size);  // nobody reads any more, or the disk is full
     if (written <= 0)
         return false;
-    m_stalled = false;
+    m_waitsInVain = 0;
     m_begin += static_cast<size_t>(written);
     m_isLineOut = m_begin > m_linesEnd;
     if (m_begin == m_end)
@@ -219,7 +218,7 @@ void CTraceQueue::bringOut() {
 }
 
 void CTraceQueue::finish() {
-    m_stalled = false;
+    m_waitsInVain = 0;
     if (m_lost > 0)
         reportLoss();
     while (m_begin < m_end && (writeSome(m_end) || waitForReader())) {
@@ -278,5 +277,6 @@ CTracesInTransfer::CTracesInTransfer() {
 }
 
 CTracesInTransfer::~CTracesInTransfer() {
+    fflush(stdout);  // what was printed so far comes under its rules
     queue.leaveTransfer();
 }
