@@ -30,7 +30,8 @@
 #include "netbase/wait.h"
 
 /// Raised by CNetBase::exitExec and never lowered. Every wait loop of the tests, of the DNS client,
-/// of ARP and of neighbour discovery polls it and ends early once it is raised.
+/// of ARP and of neighbour discovery polls it and ends once it is raised, when the wait in progress
+/// returns.
 extern bool g_bNetAppExitFlag;
 
 /// IPv4 address text of the DNS server that the host lookup asks for IPv4 addresses; empty when
