@@ -1,7 +1,7 @@
 // net-test: a network throughput tester. One run does one FTP or HTTP test and ends.
 #include "app/driver.h"
 #include "app/process.h"
-#include "netbase/traces.h"
+#include "netbase/support/traces.h"
 
 int main(int argc, char** argv) {
     fill_standard_descriptors();

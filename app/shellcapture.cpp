@@ -8,7 +8,7 @@
 #include <string_view>
 
 #include "netbase/cnetbase.h"
-#include "netbase/textvalue.h"
+#include "netbase/support/textvalue.h"
 
 namespace {
 

@@ -10,8 +10,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "measure/transferstat.h"
 #include "netbase/cnettest.h"
-#include "netbase/transferstat.h"
 
 /// The text of a reply's first read.
 using FtpReply = std::array<char, 1024>;

@@ -4,7 +4,7 @@
 
 #include "ftptest/cnettest_ftpbase.h"
 #include "ftptest/ftptext.h"
-#include "netbase/descriptor.h"
+#include "netbase/support/descriptor.h"
 
 namespace {
 

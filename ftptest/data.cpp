@@ -5,8 +5,8 @@
 
 #include "ftptest/cnettest_ftpbase.h"
 #include "ftptest/ftptext.h"
-#include "netbase/descriptor.h"
-#include "netbase/netstep.h"
+#include "measure/netstep.h"
+#include "netbase/support/descriptor.h"
 
 namespace {
 

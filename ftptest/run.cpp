@@ -7,12 +7,12 @@
 
 #include "ftptest/cnettest_ftpbase.h"
 #include "ftptest/ftptext.h"
-#include "netbase/descriptor.h"
-#include "netbase/netstep.h"
-#include "netbase/sendqueue.h"
-#include "netbase/textvalue.h"
-#include "netbase/traces.h"
-#include "netbase/transferbuffer.h"
+#include "measure/netstep.h"
+#include "measure/sendqueue.h"
+#include "measure/transferbuffer.h"
+#include "netbase/support/descriptor.h"
+#include "netbase/support/textvalue.h"
+#include "netbase/support/traces.h"
 
 namespace {
 

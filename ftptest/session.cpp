@@ -3,7 +3,7 @@
 #include <cstdlib>
 
 #include "ftptest/cnettest_ftpbase.h"
-#include "netbase/descriptor.h"
+#include "netbase/support/descriptor.h"
 
 int CNetTest_FtpBase::FTPTEST_DBGLEVEL = -1;
 

@@ -7,8 +7,8 @@
 
 #include <cstdint>
 
+#include "measure/transferstat.h"
 #include "netbase/cnettest.h"
-#include "netbase/transferstat.h"
 
 /// True once a redirect of the run named "https": the request target is then g_szHostReq.
 extern bool g_bhttps;

@@ -4,7 +4,7 @@
 
 #include "httptest/cnettest_httpbase.h"
 #include "httptest/httprequest.h"
-#include "netbase/textvalue.h"
+#include "netbase/support/textvalue.h"
 
 namespace {
 

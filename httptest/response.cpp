@@ -7,7 +7,7 @@
 
 #include "httptest/cnettest_httpbase.h"
 #include "httptest/httphead.h"
-#include "netbase/textvalue.h"
+#include "netbase/support/textvalue.h"
 
 namespace {
 

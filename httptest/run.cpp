@@ -5,11 +5,11 @@
 
 #include "httptest/cnettest_httpbase.h"
 #include "httptest/httphead.h"
-#include "netbase/descriptor.h"
-#include "netbase/netstep.h"
-#include "netbase/textvalue.h"
-#include "netbase/traces.h"
-#include "netbase/transferbuffer.h"
+#include "measure/netstep.h"
+#include "measure/transferbuffer.h"
+#include "netbase/support/descriptor.h"
+#include "netbase/support/textvalue.h"
+#include "netbase/support/traces.h"
 
 namespace {
 

@@ -2,8 +2,8 @@
 #include <cstdlib>
 
 #include "httptest/cnettest_httpbase.h"
-#include "netbase/descriptor.h"
-#include "netbase/textvalue.h"
+#include "netbase/support/descriptor.h"
+#include "netbase/support/textvalue.h"
 
 bool g_bhttps = false;
 char g_szHostReq[512] = "";

@@ -4,9 +4,8 @@
 
 #include <cstdlib>
 
-#include "netbase/textvalue.h"
+#include "netbase/support/textvalue.h"
 
-bool g_bNetAppExitFlag = false;
 char g_dns_addr[64] = "";
 
 int CNetBase::DNSREQ_TRYOUT = -1;

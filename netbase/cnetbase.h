@@ -20,19 +20,15 @@
 
 #include <cstdio>
 
-#include "netbase/clock.h"
-#include "netbase/dnscodec.h"
-#include "netbase/dnsexchange.h"
-#include "netbase/neighdisc.h"
+#include "netbase/dns/dnscodec.h"
+#include "netbase/dns/dnsexchange.h"
+#include "netbase/exitflag.h"
+#include "netbase/link/neighdisc.h"
 #include "netbase/nettypes.h"
-#include "netbase/sockaddr.h"
-#include "netbase/tmpname.h"
-#include "netbase/wait.h"
-
-/// Raised by CNetBase::exitExec and never lowered. Every wait loop of the tests, of the DNS client,
-/// of ARP and of neighbour discovery polls it and ends once it is raised, when the wait in progress
-/// returns.
-extern bool g_bNetAppExitFlag;
+#include "netbase/port/sockaddr.h"
+#include "netbase/support/clock.h"
+#include "netbase/support/tmpname.h"
+#include "netbase/support/wait.h"
 
 /// IPv4 address text of the DNS server that the host lookup asks for IPv4 addresses; empty when
 /// none was given.

@@ -4,9 +4,9 @@
 
 #include <cstring>
 
-#include "netbase/descriptor.h"
-#include "netbase/textvalue.h"
-#include "netbase/traces.h"
+#include "netbase/support/descriptor.h"
+#include "netbase/support/textvalue.h"
+#include "netbase/support/traces.h"
 
 namespace {
 

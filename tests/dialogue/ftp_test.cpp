@@ -4,7 +4,7 @@
 #include <ctime>
 #include <map>
 
-#include "netbase/textvalue.h"
+#include "netbase/support/textvalue.h"
 #include "tests/support/testbed.h"
 
 namespace {
@@ -296,7 +296,8 @@ TEST_F(FtpRun, Uploads) {
         config.put_size = one_chunk;
         EXPECT_EQ("6 666666 524288", run(good, "put port"));
     }
-    config.put_size = config.buff_size = 1 << 24;  // into a peer that stops reading: the part handed over counts
+    config.put_size = config.buff_size =
+        1 << 24;  // into a peer that stops reading: the part handed over counts
     EXPECT_EQ("5 666665",
               run(with("STOR", {"150 go\r\n", "", "ignores"}), "put pasv").substr(0, 8));
     EXPECT_NE(0, test->m_iDataSendSize);

@@ -1,6 +1,6 @@
 // Whole HTTP runs against a scripted server.
 #include "httptest/cnettest_httpbase.h"
-#include "netbase/textvalue.h"
+#include "netbase/support/textvalue.h"
 #include "tests/support/testbed.h"
 
 namespace {

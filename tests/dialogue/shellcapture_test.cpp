@@ -2,7 +2,7 @@
 #include "app/shellcapture.h"
 
 #include "netbase/cnetbase.h"
-#include "netbase/textvalue.h"
+#include "netbase/support/textvalue.h"
 #include "tests/support/testbed.h"
 
 class ShellCapture : public OwnHost {};

@@ -3,7 +3,7 @@
 
 #include <cstring>
 
-#include "netbase/dnscodec.h"
+#include "netbase/dns/dnscodec.h"
 #include "tests/support/testbed.h"
 
 namespace {

@@ -1,10 +1,10 @@
 // Attribute lines, value codecs, numbers from text, clock arithmetic.
 #include <climits>
 
-#include "netbase/attrline.h"
+#include "measure/transferstat.h"
 #include "netbase/cnetbase.h"
-#include "netbase/textvalue.h"
-#include "netbase/transferstat.h"
+#include "netbase/port/attrline.h"
+#include "netbase/support/textvalue.h"
 #include "tests/support/testbed.h"
 
 TEST(AttrLine, IsTakenApart) {
