@@ -16,6 +16,9 @@
 /// The text of a reply's first read.
 using FtpReply = std::array<char, 1024>;
 
+/// Bytes of a data receive or send when the settings name none.
+constexpr int ftp_default_buff_size = 524288;
+
 /// Settings of the FTP test. Whoever creates the test fills them before startTest.
 struct SFtpBaseConfig {
     int use_inet6;          ///< 0: IPv4, else IPv6
@@ -182,7 +185,7 @@ class CNetTest_FtpBase : public CNetTest, public SFtpSession {
 
     // What the phases are made of.
     int failControl(enet_step_type& step, bool& cause);
-    int negotiate(enet_step_type& step, int result);
+    int settle(enet_step_type& step, int result);
     int listenForData();
     int announceListener();
     bool receivePart(SRun& run);

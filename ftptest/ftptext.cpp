@@ -61,9 +61,9 @@ EReply CReplyScanner::scan(const char* text, size_t length, size_t* rest) {
     return m_final ? EReply::complete : EReply::unfinished;
 }
 
-const char* ftp_reply_text(const FtpReply& reply) {
+const char* ftp_reply_text(const char* reply) {
     constexpr size_t text_at = code_digits + 1;
-    return strnlen(reply.data(), text_at) == text_at ? reply.data() + text_at : "";
+    return strnlen(reply, text_at) == text_at ? reply + text_at : "";
 }
 
 bool ftp_parse_pasv(const char* text, std::array<unsigned int, 6>* numbers) {

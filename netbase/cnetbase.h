@@ -231,6 +231,9 @@ class CNetBase {
     int openTiedSocket(int family, int type, int protocol) const;
     /// openINET4Socket or openINET6Socket with default protocol and no local port.
     int openFamilySocket(int family, int type);
+    /// Connects a socket that was just opened; when that fails, or it was not opened, closes it and
+    /// sets it to -1.
+    int connectOrClose(int& sock, const CSockAddr& addr, int timeout);
     /// The path of a port control file; false when it does not fit.
     bool sysCtrlPath(const char* name, char (&path)[256]) const;
     /// The address that a conf file holds, the any-address when it holds none; fails when the file

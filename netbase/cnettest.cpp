@@ -117,10 +117,3 @@ int CNetTest::resolveIn6Addr(const char* host, in6_addr* addr, timeval* tvStart,
     put(times.end, tvEnd);
     return 0;
 }
-
-int CNetTest::connectOrClose(int& sock, const CSockAddr& addr, int timeout) {
-    if (sock >= 0 && connectTCP(sock, addr.get(), timeout) == 0)
-        return 0;
-    ka_close_socket(sock);
-    return -1;
-}

@@ -70,7 +70,7 @@ class CNameText {
     size_t m_room;
 };
 
-/// A received message and a cursor in it that fails instead of running past its end.
+/// A received message and a cursor in it that never leaves it.
 class CMessageReader {
   public:
     CMessageReader(const unsigned char* msg, size_t length) : m_msg(msg), m_length(length) {}
@@ -78,9 +78,10 @@ class CMessageReader {
     size_t left() const { return m_length - m_at; }
     const unsigned char* here() const { return m_msg + m_at; }
 
+    /// 0 when there are no two bytes left.
     unsigned int get16() {
-        const unsigned int value = ka_get16(here());
-        m_at += 2;
+        const unsigned int value = left() >= 2 ? ka_get16(here()) : 0;
+        skip(2);
         return value;
     }
 

@@ -18,9 +18,9 @@ struct SReply {
 };
 
 /// Waits for the reply of `target`. A failed wait ends it.
-bool wait_reply(int sock, const in_addr& target, const timeval& deadline, SReply* reply) {
+bool wait_reply(int sock, const in_addr& target, const CDeadline& deadline, SReply* reply) {
     timeval left;
-    while (!g_bNetAppExitFlag && ka_time_left(deadline, ka_now(), &left)) {
+    while (!g_bNetAppExitFlag && deadline.timeLeft(ka_now(), &left)) {
         const EWait waited = ka_wait(sock, POLLIN, &left);
         if (waited == EWait::failed || waited == EWait::interrupted)
             return false;
@@ -45,7 +45,7 @@ int CNetBase::arpEthINET4(int timeout, const in_addr* target, void* hwaddr, time
         return -1;
     timeval span;
     _usecs2timeval(timeout > 0 ? timeout : default_timeout, &span);
-    const timeval deadline = ka_tv_add(ka_now(), span);
+    const CDeadline deadline(span);
 
     const sockaddr_ll dest = linkAddress(htons(ETHERTYPE_ARP), ether_broadcast.data(), true);
     const CDescriptor sock(openEthPacket(htons(ETHERTYPE_ARP), true));

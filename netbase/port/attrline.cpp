@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "netbase/support/textvalue.h"
+
 namespace {
 
 bool is_letter(char c) {
@@ -14,13 +16,6 @@ bool is_key_char(char c) {
 
 void skip_blanks(std::string_view* rest) {
     rest->remove_prefix(std::min(rest->find_first_not_of(" \t"), rest->size()));
-}
-
-/// Takes what precedes the first of `ends` off `rest`.
-std::string_view take_until(std::string_view* rest, std::string_view ends) {
-    const std::string_view taken = rest->substr(0, rest->find_first_of(ends));
-    rest->remove_prefix(taken.size());
-    return taken;
 }
 
 }  // namespace
@@ -42,6 +37,6 @@ bool ka_parse_attr_line(std::string_view line, std::string_view* key, std::strin
     const bool quoted = !line.empty() && line.front() == '\'';
     if (quoted)
         line.remove_prefix(1);
-    *value = take_until(&line, quoted ? "'\r\n" : " \t\r\n");
+    *value = ka_take_until(&line, quoted ? "'\r\n" : " \t\r\n");
     return !value->empty() && key->size() <= attr_text_max && value->size() <= attr_text_max;
 }

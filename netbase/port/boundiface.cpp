@@ -22,8 +22,9 @@ in_addr address_of(const sockaddr& addr) {
     return in4.sin_addr;
 }
 
-template <typename Addr>
-void put_addr(const Addr& value, Addr* out) {
+/// Stores an output that the caller may have left out.
+template <typename T>
+void put_out(const T& value, T* out) {
     if (out != nullptr)
         *out = value;
 }
@@ -99,7 +100,7 @@ const unsigned char* CNetBase::getBindDevHWAddr(bool refresh) {
 
 int CNetBase::getINET4Info(in_addr* addr, in_addr* mask, in_addr* gw) {
     for (in_addr* out : {addr, mask, gw})
-        put_addr(in_addr{}, out);
+        put_out(in_addr{}, out);
 
     ifreq dev_addr;
     ifreq dev_mask;
@@ -109,9 +110,9 @@ int CNetBase::getINET4Info(in_addr* addr, in_addr* mask, in_addr* gw) {
         return -1;
 
     const in_addr own = address_of(dev_addr.ifr_addr);
-    put_addr(own, addr);
-    put_addr(address_of(dev_mask.ifr_netmask), mask);
-    put_addr(gateway, gw);
+    put_out(own, addr);
+    put_out(address_of(dev_mask.ifr_netmask), mask);
+    put_out(gateway, gw);
     char text[INET_ADDRSTRLEN];
     writeINET4Addr(&own, text);
     printf("the ip_addr is %s\n", text);
@@ -125,9 +126,9 @@ int CNetBase::isINET4Connected() {
 }
 
 int CNetBase::getINET6Info(in6_addr* addr, int* prefixlen, in6_addr* gw) {
-    put_addr(in6addr_any, addr);
-    put_addr(0, prefixlen);
-    put_addr(in6addr_any, gw);
+    put_out(in6addr_any, addr);
+    put_out(0, prefixlen);
+    put_out(in6addr_any, gw);
 
     const CStream table(fopen("/proc/net/if_inet6", "re"));
     if (table == nullptr)
@@ -138,11 +139,11 @@ int CNetBase::getINET6Info(in6_addr* addr, int* prefixlen, in6_addr* gw) {
     if (readConfINET6Addr("inet6_gw", &gateway) != 0)
         return -1;
 
-    put_addr(gateway, gw);
+    put_out(gateway, gw);
     if (!found)
         return -1;
-    put_addr(line.addr, addr);
-    put_addr(line.prefixlen, prefixlen);
+    put_out(line.addr, addr);
+    put_out(line.prefixlen, prefixlen);
     return 0;
 }
 

@@ -109,3 +109,10 @@ int CNetBase::connectTCP(int sock, const sockaddr* addr, int timeout) {
     _usecs2timeval(timeout, &limit);
     return ka_wait(sock, POLLOUT, &limit) == EWait::ready && is_connected(sock, reason) ? 0 : -1;
 }
+
+int CNetBase::connectOrClose(int& sock, const CSockAddr& addr, int timeout) {
+    if (sock >= 0 && connectTCP(sock, addr.get(), timeout) == 0)
+        return 0;
+    ka_close_socket(sock);
+    return -1;
+}

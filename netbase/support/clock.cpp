@@ -58,16 +58,15 @@ int64_t ka_tv_span_msecs(const timeval& start, const timeval& end) {
     return ka_tv_isset(start) && ka_tv_isset(end) ? ka_tv_msecs(ka_tv_diff(end, start)) : 0;
 }
 
-bool ka_time_left(const timeval& deadline, const timeval& now, timeval* left) {
-    *left = ka_tv_diff(deadline, now);
-    return !ka_tv_later(now, deadline);
+bool CDeadline::timeLeft(timeval* left) {
+    const timeval now = m_isFirst ? m_start : ka_now();
+    m_isFirst = false;
+    return timeLeft(now, left);
 }
 
-bool CDeadline::timeLeft(timeval* left) {
-    if (!m_isFirst)
-        m_now = ka_now();
-    m_isFirst = false;
-    return ka_time_left(m_end, m_now, left);
+bool CDeadline::timeLeft(const timeval& now, timeval* left) const {
+    *left = ka_tv_diff(m_end, now);
+    return !ka_tv_later(now, m_end);
 }
 
 void _usecs2timeval(int usecs, timeval* tv) {  // NOLINT(bugprone-reserved-identifier)

@@ -30,22 +30,24 @@ int64_t ka_tv_msecs(const timeval& tv);
 /// Milliseconds from `start` to `end`; 0 unless both readings were taken.
 int64_t ka_tv_span_msecs(const timeval& start, const timeval& end);
 
-/// The time left until `deadline`; false when `now` is past it. At the deadline itself nothing is
-/// left, but one last poll may be made.
-bool ka_time_left(const timeval& deadline, const timeval& now, timeval* left);
-
 /// The end of a wait that may take several rounds, fixed before the first.
 class CDeadline {
   public:
     /// `span` from now.
-    explicit CDeadline(const timeval& span) : m_now(ka_now()), m_end(ka_tv_add(m_now, span)) {}
+    explicit CDeadline(const timeval& span) : CDeadline(ka_now(), span) {}
+    /// `span` from `start`.
+    CDeadline(const timeval& start, const timeval& span)
+        : m_start(start), m_end(ka_tv_add(start, span)) {}
 
     /// The time left for the next round; false when the deadline has passed. The first round counts
     /// from the construction, so that a span of 0 is one poll.
     bool timeLeft(timeval* left);
+    /// The time left at `now`. At the deadline itself nothing is left, but one last poll may be
+    /// made.
+    bool timeLeft(const timeval& now, timeval* left) const;
 
   protected:
-    timeval m_now;
+    timeval m_start;
     timeval m_end;
     bool m_isFirst = true;
 };

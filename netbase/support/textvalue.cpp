@@ -13,6 +13,12 @@ bool is_digit(char c) {
 
 }  // namespace
 
+std::string_view ka_take_until(std::string_view* rest, std::string_view ends) {
+    const std::string_view taken = rest->substr(0, rest->find_first_of(ends));
+    rest->remove_prefix(taken.size());
+    return taken;
+}
+
 bool ka_scan_number(std::string_view text, int64_t* value) {
     *value = 0;
     text.remove_prefix(std::min(text.find_first_not_of(white_space), text.size()));

@@ -14,6 +14,9 @@ void ka_copy_text(char (&field)[N], std::string_view text) {
     std::memset(field + length, 0, N - length);
 }
 
+/// Takes what precedes the first of `ends`, or all, off `rest`.
+std::string_view ka_take_until(std::string_view* rest, std::string_view ends);
+
 /// Reads a decimal integer at the start of `text` by atoi's rules (leading white space and a sign
 /// allowed, the rest ignored), saturating at the limits of 64 bits. False, with `value` 0, when
 /// there is no number.
