@@ -4,14 +4,14 @@
 #include <cerrno>
 
 #include "ftptest/cnettest_ftpbase.h"
+#include "ftptest/ftpcodes.h"
 #include "ftptest/ftptext.h"
-#include "netbase/descriptor.h"
-#include "netbase/netstep.h"
+#include "measure/netstep.h"
+#include "measure/receiver.h"
+#include "netbase/support/descriptor.h"
 
 namespace {
 
-constexpr int code_port_ok = 200;
-constexpr int code_passive = 227;
 constexpr timeval accept_wait = {5, 0};
 constexpr int listen_backlog = 1;
 
@@ -31,7 +31,7 @@ int CNetTest_FtpBase::onPassiveMode() {
     FtpReply reply{};
     const int code = exchange("PASV", nullptr, m_stFtpBaseConfig.resp_timeout, reply);
     std::array<unsigned int, 6> n{};
-    if (code != code_passive || !ftp_parse_pasv(ftp_reply_text(reply), &n))
+    if (code != FTP_PASSIVE || !ftp_parse_pasv(ftp_reply_text(reply.data()), &n))
         return ka_step_fail(m_eStepCtrlAuth, m_bPasvFail);
     m_in4DataAddr.s_addr = htonl(n[0] << 24 | n[1] << 16 | n[2] << 8 | n[3]);
     m_iDataPort = static_cast<int>(n[4] * 256 + n[5]);
@@ -76,7 +76,7 @@ int CNetTest_FtpBase::announceListener() {
     } else {
         return -1;
     }
-    return code == code_port_ok ? 0 : ka_step_fail(m_eStepCtrlAuth, m_bPortFail);
+    return code == FTP_OK ? 0 : ka_step_fail(m_eStepCtrlAuth, m_bPortFail);
 }
 
 int CNetTest_FtpBase::connectFtpData() {
@@ -104,7 +104,10 @@ int CNetTest_FtpBase::sendFtpData(int usecs, const char* buf, int len) {
         return -1;
     timeval limit;
     _usecs2timeval(usecs, &limit);
-    if (ka_wait(m_sockeData, POLLOUT, &limit) != EWait::ready)
+    const EWait waited = ka_wait(m_sockeData, POLLOUT, &limit);
+    if (waited == EWait::timeout)
+        errno = ETIMEDOUT;
+    if (waited != EWait::ready)
         return -1;
     return static_cast<int>(send(m_sockeData, buf, static_cast<size_t>(len), 0));
 }
@@ -117,11 +120,16 @@ int CNetTest_FtpBase::recvFtpData(int usecs, char* buf, int len, int* pbCtrlRead
     }
     if (buf == nullptr || len <= 0 || m_sockeData <= 0)
         return -1;
+    CReceiver receiver(m_sockeData, buf, static_cast<size_t>(len), CReceiver::EUse::keep);
+    return receiveData(receiver, usecs, pbCtrlReadable, pbError);
+}
 
-    pollfd fds[] = {{m_sockeData, POLLIN, 0}, {m_sockeCtrl, POLLIN, 0}};
+int CNetTest_FtpBase::receiveData(CReceiver& receiver, int usecs, int* pbCtrlReadable,
+                                  int* pbError) {
+    pollfd fds[] = {{receiver.socket(), POLLIN, 0}, {m_sockeCtrl, POLLIN, 0}};
     timeval limit;
     _usecs2timeval(usecs, &limit);
-    const EWait waited = ka_wait(fds, pbCtrlReadable != nullptr ? 2 : 1, &limit);
+    const EWait waited = receiver.wait(fds, pbCtrlReadable != nullptr ? 2 : 1, limit);
     const bool ready = waited == EWait::ready;
     const bool ctrl_readable = ready && ka_wait_hit(fds[1]);
     if (pbCtrlReadable != nullptr)
@@ -130,8 +138,8 @@ int CNetTest_FtpBase::recvFtpData(int usecs, char* buf, int len, int* pbCtrlRead
     bool error = waited != EWait::interrupted && !ctrl_readable;
     ssize_t count = -1;
     if (ready && ka_wait_hit(fds[0])) {
-        count = recv(m_sockeData, buf, static_cast<size_t>(len), 0);
-        error = count < 0 && errno != EINTR;
+        count = receiver.take();
+        error = count < 0 && errno != EINTR && errno != EAGAIN;
     }
     if (pbError != nullptr)
         *pbError = error ? 1 : 0;
