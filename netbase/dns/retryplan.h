@@ -4,6 +4,7 @@
 #include <netdb.h>
 
 #include <climits>
+#include <initializer_list>
 
 #include "netbase/exitflag.h"
 
