@@ -2,6 +2,7 @@
 #pragma once
 
 #include <climits>
+#include <initializer_list>
 
 #include "netbase/cnetbase.h"
 
