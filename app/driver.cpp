@@ -5,7 +5,7 @@
 #include <new>
 #include <utility>
 
-#include "netbase/textvalue.h"
+#include "netbase/support/textvalue.h"
 
 CNetTest_FtpBase* g_ftpBase = nullptr;
 CNetTest_HttpBase* g_httpBase = nullptr;

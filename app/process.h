@@ -9,10 +9,3 @@ void fill_standard_descriptors();
 /// the process. The signals get an empty handler rather than being ignored, so that child processes
 /// start with the default.
 void disarm_write_signals();
-
-/// Makes standard output fully buffered, and keeps its reader from holding up the test: one that
-/// does not take the traces is waited for a tenth of a second in all, then they are dropped.
-void install_trace_output();
-
-/// Brings out the last traces, for which the reader has half a second.
-void finish_trace_output();

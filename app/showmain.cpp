@@ -8,9 +8,9 @@
 #include <cstring>
 
 #include "app/recordview.h"
-#include "netbase/clock.h"
-#include "netbase/descriptor.h"
-#include "netbase/wait.h"
+#include "netbase/support/clock.h"
+#include "netbase/support/descriptor.h"
+#include "netbase/support/wait.h"
 
 namespace {
 
@@ -27,7 +27,8 @@ constexpr char usage[] =
     "or the record in a file.\n"
     "\n"
     "  --json    as a JSON object, the units in the names of its keys\n"
-    "  --follow  follow a running test on standard error, then show its result\n"
+    "  --follow  follow a running test on standard error, then show its result;\n"
+    "            the record of an earlier test counts: remove it first\n"
     "  --help    this text\n"
     "\n"
     "Exit status: 0 passed, 1 failed, 2 still running, 3 no record or not a record,\n"
@@ -63,27 +64,29 @@ bool read_file(const char* path, std::string* bytes, std::string* why) {
     return count >= 0;
 }
 
-bool read_record(const SRequest& request, SRecord* record, std::string* why) {
+/// Reads the record; its kind, if it was not known, becomes what it looks like.
+bool read_record(SRequest* request, SRecord* record, std::string* why) {
     std::string bytes;
     for (int i = 0; bytes.empty() && i < empty_retries; ++i) {
         if (i > 0)
             pause_for(retry_pause);
-        if (!read_file(request.path, &bytes, why))
+        if (!read_file(request->path, &bytes, why))
             return false;
     }
     if (bytes.empty()) {
         *why = "not run yet";
         return false;
     }
-    const SRecordKind& kind = request.kind != nullptr ? *request.kind : guess_record_kind(bytes);
-    if (parse_record(bytes, kind, record, why))
+    if (request->kind == nullptr)
+        request->kind = &guess_record_kind(bytes);
+    if (ka_parse_record(bytes, *request->kind, record, why))
         return true;
     *why = "not a record: " + *why;
     return false;
 }
 
 /// Follows the test to its end, or until no record has been there for a while.
-bool follow_record(const SRequest& request, SRecord* record, std::string* why) {
+bool follow_record(SRequest* request, SRecord* record, std::string* why) {
     CDeadline patience(follow_patience);
     timeval left;
     std::string shown;
@@ -93,7 +96,7 @@ bool follow_record(const SRequest& request, SRecord* record, std::string* why) {
                                                        : patience.timeLeft(&left)) {
         if (found) {
             patience = CDeadline(follow_patience);
-            const std::string line = describe_progress(*record);
+            const std::string line = describe_progress(*request->kind, *record);
             width = std::max(width, line.size());
             if (line != shown)
                 fprintf(stderr, "\r%-*s", static_cast<int>(width), line.c_str());
@@ -147,11 +150,12 @@ int main(int argc, char** argv) {
     }
     SRecord record{};
     std::string why;
-    if (!(request.follow ? follow_record : read_record)(request, &record, &why)) {
+    if (!(request.follow ? follow_record : read_record)(&request, &record, &why)) {
         fprintf(stderr, "net-test-show: %s: %s\n", request.path, why.c_str());
         return status_no_record;
     }
-    const std::string text = request.json ? record_to_json(record) : describe_record(record);
+    const std::string text = request.json ? record_to_json(*request.kind, record)
+                                          : describe_record(*request.kind, record);
     if (fputs(text.c_str(), stdout) == EOF || fflush(stdout) != 0) {
         fprintf(stderr, "net-test-show: %s\n", std::strerror(errno));
         return status_no_output;

@@ -10,11 +10,14 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "measure/transferstat.h"
 #include "netbase/cnettest.h"
-#include "netbase/transferstat.h"
 
 /// The text of a reply's first read.
 using FtpReply = std::array<char, 1024>;
+
+/// Bytes of a data receive or send when the settings name none.
+constexpr int ftp_default_buff_size = 524288;
 
 /// Settings of the FTP test. Whoever creates the test fills them before startTest.
 struct SFtpBaseConfig {
@@ -154,7 +157,7 @@ class CNetTest_FtpBase : public CNetTest, public SFtpSession {
     /// listening socket.
     int acceptFtpData();
     /// Waits at most `usecs` until the data socket takes bytes and sends once. Returns the bytes
-    /// sent, perhaps less than `len`, or -1.
+    /// sent, perhaps less than `len`, or -1, with errno EAGAIN when it took none after all.
     int sendFtpData(int usecs, const char* buf, int len);
     /// Waits at most `usecs` for data, and for the control connection too when `pbCtrlReadable` is
     /// given, and reads data once. Returns the bytes read, 0 at the end of the data, or -1, a
@@ -182,11 +185,11 @@ class CNetTest_FtpBase : public CNetTest, public SFtpSession {
 
     // What the phases are made of.
     int failControl(enet_step_type& step, bool& cause);
-    int negotiate(enet_step_type& step, int result);
+    int settle(enet_step_type& step, int result);
     int listenForData();
     int announceListener();
-    void pushUploadSteadily();
     bool receivePart(SRun& run);
+    bool sendPart(SRun& run);
     void pollControl(SRun& run);
     void endOfData(const timeval& now);
     void passTransfer(const timeval& now);

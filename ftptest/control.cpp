@@ -4,31 +4,17 @@
 
 #include "ftptest/cnettest_ftpbase.h"
 #include "ftptest/ftptext.h"
-#include "netbase/descriptor.h"
+#include "netbase/support/clock.h"
+#include "netbase/support/wait.h"
 
 namespace {
 
 constexpr size_t line_size = 512;
 
 /// A reply that goes on beyond this has no end.
-constexpr int64_t reply_bytes_max = 65536;
+constexpr int64_t reply_bytes_max = 1 << 20;
 
 }  // namespace
-
-int CNetTest_FtpBase::connectFtpCtrl() {
-    const bool inet6 = m_stFtpBaseConfig.use_inet6 != 0;
-    const CSockAddr server = inet6 ? CSockAddr::inet6(m_in6CtrlAddr, m_iCtrlPort)
-                                   : CSockAddr::inet4(m_in4CtrlAddr, m_iCtrlPort);
-    ka_close_socket(m_sockeCtrl);
-    m_sockeCtrl = openFamilySocket(server.family(), SOCK_STREAM);
-    char text[INET_ADDRSTRLEN];
-    writeINET4Addr(&m_in4CtrlAddr, text);
-    printf("m_sockeCtrl is %d\n", m_sockeCtrl);
-    printf("m_iCtrlPort is %d\n", m_iCtrlPort);
-    printf("m_stFtpBaseConfig.use_inet6  is %d\n", m_stFtpBaseConfig.use_inet6);
-    printf("m_in4CtrlAddr is %s\n", text);
-    return connectOrClose(m_sockeCtrl, server, m_stFtpBaseConfig.ctrl_conn_timeout);
-}
 
 int CNetTest_FtpBase::sendFtpCtrl(const char* cmd, const char* arg) {
     if (cmd == nullptr || *cmd == '\0' || m_sockeCtrl <= 0)

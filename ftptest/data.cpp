@@ -4,14 +4,13 @@
 #include <cerrno>
 
 #include "ftptest/cnettest_ftpbase.h"
+#include "ftptest/ftpcodes.h"
 #include "ftptest/ftptext.h"
-#include "netbase/descriptor.h"
-#include "netbase/netstep.h"
+#include "measure/netstep.h"
+#include "netbase/support/descriptor.h"
 
 namespace {
 
-constexpr int code_port_ok = 200;
-constexpr int code_passive = 227;
 constexpr timeval accept_wait = {5, 0};
 constexpr int listen_backlog = 1;
 
@@ -31,7 +30,7 @@ int CNetTest_FtpBase::onPassiveMode() {
     FtpReply reply{};
     const int code = exchange("PASV", nullptr, m_stFtpBaseConfig.resp_timeout, reply);
     std::array<unsigned int, 6> n{};
-    if (code != code_passive || !ftp_parse_pasv(ftp_reply_text(reply), &n))
+    if (code != FTP_PASSIVE || !ftp_parse_pasv(ftp_reply_text(reply.data()), &n))
         return ka_step_fail(m_eStepCtrlAuth, m_bPasvFail);
     m_in4DataAddr.s_addr = htonl(n[0] << 24 | n[1] << 16 | n[2] << 8 | n[3]);
     m_iDataPort = static_cast<int>(n[4] * 256 + n[5]);
@@ -76,7 +75,7 @@ int CNetTest_FtpBase::announceListener() {
     } else {
         return -1;
     }
-    return code == code_port_ok ? 0 : ka_step_fail(m_eStepCtrlAuth, m_bPortFail);
+    return code == FTP_OK ? 0 : ka_step_fail(m_eStepCtrlAuth, m_bPortFail);
 }
 
 int CNetTest_FtpBase::connectFtpData() {
@@ -104,7 +103,10 @@ int CNetTest_FtpBase::sendFtpData(int usecs, const char* buf, int len) {
         return -1;
     timeval limit;
     _usecs2timeval(usecs, &limit);
-    if (ka_wait(m_sockeData, POLLOUT, &limit) != EWait::ready)
+    const EWait waited = ka_wait(m_sockeData, POLLOUT, &limit);
+    if (waited == EWait::timeout)
+        errno = ETIMEDOUT;
+    if (waited != EWait::ready)
         return -1;
     return static_cast<int>(send(m_sockeData, buf, static_cast<size_t>(len), 0));
 }

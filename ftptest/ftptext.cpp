@@ -61,9 +61,9 @@ EReply CReplyScanner::scan(const char* text, size_t length, size_t* rest) {
     return m_final ? EReply::complete : EReply::unfinished;
 }
 
-const char* ftp_reply_text(const FtpReply& reply) {
+const char* ftp_reply_text(const char* reply) {
     constexpr size_t text_at = code_digits + 1;
-    return strnlen(reply.data(), text_at) == text_at ? reply.data() + text_at : "";
+    return strnlen(reply, text_at) == text_at ? reply + text_at : "";
 }
 
 bool ftp_parse_pasv(const char* text, std::array<unsigned int, 6>* numbers) {
@@ -84,6 +84,7 @@ void ip_address_to_port_repr(in_addr addr, int port, char* buf, unsigned int siz
     std::memcpy(a.data(), &addr, sizeof(addr));
     snprintf(buf, size, "%d,%d,%d,%d,%d,%d", a[0], a[1], a[2], a[3], (port & 0xff00) >> 8,
              port & 0xff);
+    buf[size - 1] = '\0';
     printf("buf: %s\n", buf);
 }
 

@@ -1,43 +1,46 @@
-// The FTP test's result record.
+// The FTP test's result records.
 #include <cinttypes>
 
 #include "ftptest/cnettest_ftpbase.h"
 #include "ftptest/ftprecord.h"
-#include "netbase/netstep.h"
+#include "measure/netstep.h"
+#include "netbase/support/traces.h"
+
+namespace {
+
+// In the order in which they are reported below. Readers depend on the comma.
+constexpr std::array<SRecordStep, record_steps_max> ftp_steps = {
+    {{"step_prepare", ':', "name resolution"},
+     {"ctrlconn_step", ':', "control connection"},
+     {"ctrlauth_step", ':', "login and data mode"},
+     {"ctrlput_step", ',', "transfer command"},
+     {"dataconn_step", ':', "data connection"},
+     {"datatran_step", ':', "data transfer"}}};
+
+}  // namespace
+
+const SRecordKind ftp_get_record = {"get", "FTP download", "/tmp/ftpgetrst", ftp_steps, 6};
+const SRecordKind ftp_put_record = {"put", "FTP upload", "/tmp/ftpputrst", ftp_steps, 6};
 
 int CNetTest_FtpBase::reportFtpTestResult(bool bInProgress) {
     const bool get = m_stFtpBaseConfig.do_get != 0;
     if (!get && m_stFtpBaseConfig.do_put == 0)
         return 0;
-    CRecordFile file(get ? ftp_get_record_path : ftp_put_record_path);
+    const SRecordKind& kind = get ? ftp_get_record : ftp_put_record;
+    CRecordFile file(kind.path);
 
-    int overall = ka_overall_step({m_eStepPrepare, m_eStepCtrlConn, m_eStepCtrlAuth, m_eStepCtrlPut,
-                                   m_eStepDataConn, m_eStepDataTran});
-    if (!bInProgress && overall == MEAS_STEP_INPROGRESS)
-        overall = MEAS_STEP_FAIL;
-    const int64_t contime = ka_tv_span_msecs(m_tvCtrlConnStart, m_tvCtrlConnEnd);
-    const int64_t trtime = ka_tv_span_msecs(m_tvTranStart, m_tvTranEnd);
+    SRecord record =
+        makeRecord({m_eStepPrepare, m_eStepCtrlConn, m_eStepCtrlAuth, m_eStepCtrlPut,
+                    m_eStepDataConn, m_eStepDataTran},
+                   m_tvCtrlConnStart, m_tvCtrlConnEnd, get ? m_iDataRecvSize : m_iDataSendSize);
+    if (!bInProgress && record.verdict == MEAS_STEP_INPROGRESS)
+        record.verdict = MEAS_STEP_FAIL;
     if (get) {
-        printf("srv_resp is %" PRId64 ",data_size is %" PRId64 "\n", contime, m_iDataRecvSize);
-        printf("data_time is %" PRId64 "\n", trtime);
+        printf("srv_resp is %" PRId64 ",data_size is %" PRId64 "\n", record.contime,
+               record.totdata);
+        printf("data_time is %" PRId64 "\n", record.trtime);
     }
-
-    const std::array<int64_t, ftp_record_fields.size()> values = {
-        overall,
-        eNetStep2eMeasStep(m_eStepPrepare),
-        eNetStep2eMeasStep(m_eStepCtrlConn),
-        eNetStep2eMeasStep(m_eStepCtrlAuth),
-        eNetStep2eMeasStep(m_eStepCtrlPut),
-        eNetStep2eMeasStep(m_eStepDataConn),
-        eNetStep2eMeasStep(m_eStepDataTran),
-        contime,
-        trtime,
-        get ? m_iDataRecvSize : m_iDataSendSize,
-        m_iCurSpeed,
-        m_iMinSpeed,
-        m_iMaxSpeed,
-        m_iAvgSpeed,
-    };
-    file.write(ka_format_record(ftp_record_fields.data(), values.data(), values.size()));
+    file.write(ka_format_record(kind, record));
+    ka_bring_out_traces();
     return 0;
 }

@@ -1,91 +1,20 @@
 // The run of an FTP test: control connection, login, data mode, transfer command, data connection,
-// transfer, close-down.
-#include <netinet/tcp.h>
-
+// transfer (see transfer.cpp), close-down.
 #include <algorithm>
 #include <cinttypes>
-#include <climits>
 
-#include "ftptest/cnettest_ftpbase.h"
+#include "ftptest/ftpcodes.h"
+#include "ftptest/ftprun.h"
 #include "ftptest/ftptext.h"
-#include "netbase/descriptor.h"
-#include "netbase/netstep.h"
-#include "netbase/textvalue.h"
-#include "netbase/transferbuffer.h"
+#include "measure/netstep.h"
+#include "netbase/support/descriptor.h"
+#include "netbase/support/textvalue.h"
 
 namespace {
 
-// Reply codes that the run decides on
-constexpr int code_opening_max = 150;  // what RETR may answer at most
-constexpr int code_data_open = 125;
-constexpr int code_opening = 150;
-constexpr int code_ok = 200;
-constexpr int code_superfluous = 202;
-constexpr int code_size = 213;
-constexpr int code_ready = 220;
-constexpr int code_complete = 226;
-constexpr int code_logged_in = 230;
-constexpr int code_need_password = 331;
-
-constexpr int default_buff_size = 524288;
 constexpr int brief_timeout = 1000000;
 
-/// Bytes that an upload may have in the kernel's send queue beyond what is on its way.
-constexpr int unsent_low_mark = 131072;
-
-/// The settings' size, counted as 32 bits without sign where it fits int.
-int64_t bytes_to_upload(int64_t put_size) {
-    return put_size > INT_MAX ? put_size
-                              : static_cast<uint32_t>(std::max<int64_t>(put_size, INT_MIN));
-}
-
 }  // namespace
-
-struct CNetTest_FtpBase::SRun {
-    FtpReply reply{};  ///< used again by every exchange
-    CTransferBuffer data;
-    bool watchCtrl = true;  ///< the control connection can still say something
-    bool quitSent = false;
-};
-
-int CNetTest_FtpBase::startTest() {
-    SFtpBaseConfig& config = m_stFtpBaseConfig;
-    for (int* timeout : {&config.ctrl_conn_timeout, &config.data_conn_timeout}) {
-        if (*timeout <= 0)
-            *timeout = -1;
-    }
-    if (config.buff_size <= 0)
-        config.buff_size = default_buff_size;
-    resetFtpSession();
-    ka_step_start(m_eStepPrepare);
-    m_tvTestStart = ka_now();
-    reportFtpTestResult(true);
-    if (config.do_put != 0)
-        m_iPutFileSize = bytes_to_upload(config.put_size);
-    if (isExecExit())
-        return 0;
-    if (resolveServer() != 0) {
-        ka_step_fail(m_eStepPrepare, m_bDnsFail);
-        return 0;
-    }
-    m_iCtrlPort = config.ctrl_port;
-    m_iDataPort = 20;
-    if (!isExecExit())
-        ka_step_pass(m_eStepPrepare);
-    return 0;
-}
-
-int CNetTest_FtpBase::resolveServer() {
-    const char* host = m_stFtpBaseConfig.host_name;
-    if (m_stFtpBaseConfig.use_inet6 != 0) {
-        const int result = resolveIn6Addr(host, &m_in6CtrlAddr, &m_tvDnsStart, &m_tvDnsEnd);
-        m_in6DataAddr = m_in6CtrlAddr;
-        return result;
-    }
-    const int result = resolveIn4Addr(host, &m_in4CtrlAddr, &m_tvDnsStart, &m_tvDnsEnd);
-    m_in4DataAddr = m_in4CtrlAddr;
-    return result;
-}
 
 int CNetTest_FtpBase::onMainLoop() {
     SRun run;
@@ -100,7 +29,8 @@ int CNetTest_FtpBase::onMainLoop() {
 int CNetTest_FtpBase::beginRun(SRun& run) {
     if (m_eStepPrepare != NET_STEP_PASS || isExecExit())
         return -1;
-    const auto size = static_cast<size_t>(std::max(m_stFtpBaseConfig.buff_size, default_buff_size));
+    const auto size =
+        static_cast<size_t>(std::max(m_stFtpBaseConfig.buff_size, ftp_default_buff_size));
     return run.data.allocate(size) ? 0 : -1;
 }
 
@@ -119,7 +49,7 @@ int CNetTest_FtpBase::openControl(SRun& run) {
     if (isExecExit())
         return -1;
     puts("in 8");
-    if (exchange(nullptr, nullptr, m_stFtpBaseConfig.resp_timeout, run.reply) != code_ready)
+    if (exchange(nullptr, nullptr, m_stFtpBaseConfig.resp_timeout, run.reply) != FTP_READY)
         return failControl(m_eStepCtrlConn, m_bGreetFail);
     ka_step_pass(m_eStepCtrlConn);
     m_tvCtrlConnEnd = ka_now();
@@ -132,12 +62,12 @@ int CNetTest_FtpBase::login(SRun& run) {
     puts("in 10");
     ka_step_start(m_eStepCtrlAuth);
     int code = exchange("USER", config.username, config.resp_timeout, run.reply);
-    if (code == code_need_password) {
+    if (code == FTP_NEED_PASSWORD) {
         code = exchange("PASS", config.password, config.resp_timeout, run.reply);
-        if (code != code_logged_in)
+        if (code != FTP_LOGGED_IN)
             return failControl(m_eStepCtrlAuth, m_bPassFail);
     }
-    if (code != code_logged_in)
+    if (code != FTP_LOGGED_IN)
         return failControl(m_eStepCtrlAuth, m_bUserFail);
     ka_step_pass(m_eStepCtrlAuth);
     m_tvLoginEnd = ka_now();
@@ -156,8 +86,8 @@ int CNetTest_FtpBase::chooseDataMode() {
     puts("in 11");
     if (pasv || port) {
         // Active mode stands in for a passive one that is refused.
-        const bool chosen = (pasv && negotiate(m_eStepPasv, onPassiveMode()) == 0) ||
-                            (port && negotiate(m_eStepPort, onActiveMode()) == 0);
+        const bool chosen = (pasv && settle(m_eStepPasv, onPassiveMode()) == 0) ||
+                            (port && settle(m_eStepPort, onActiveMode()) == 0);
         if (!chosen)
             return -1;
     }
@@ -166,7 +96,7 @@ int CNetTest_FtpBase::chooseDataMode() {
     return 0;
 }
 
-int CNetTest_FtpBase::negotiate(enet_step_type& step, int result) {
+int CNetTest_FtpBase::settle(enet_step_type& step, int result) {
     if (result != 0)
         return ka_step_fail(step);
     ka_step_pass(step);
@@ -177,8 +107,8 @@ int CNetTest_FtpBase::announceTransfer(SRun& run) {
     const SFtpBaseConfig& config = m_stFtpBaseConfig;
     if (config.do_get != 0) {
         m_iGetFileSize = -1;
-        if (exchange("SIZE", config.file_path, config.resp_timeout, run.reply) == code_size)
-            m_iGetFileSize = ka_text_to_int64(ftp_reply_text(run.reply));
+        if (exchange("SIZE", config.file_path, config.resp_timeout, run.reply) == FTP_FILE_STATUS)
+            m_iGetFileSize = ka_text_to_int64(ftp_reply_text(run.reply.data()));
         if (isExecExit())
             return -1;
     }
@@ -188,7 +118,7 @@ int CNetTest_FtpBase::announceTransfer(SRun& run) {
         char size[24];
         snprintf(size, sizeof(size), "%" PRId64, m_iPutFileSize);
         const int code = exchange("ALLO", size, config.resp_timeout, run.reply);
-        if (code != code_ok && code != code_superfluous) {
+        if (!ftp_accepts_allo(code)) {
             printf("the ctrl_retcode is %d\n", code);
             return ka_step_fail(m_eStepCtrlPut, m_bPutCmdFail);
         }
@@ -219,7 +149,7 @@ int CNetTest_FtpBase::commandTransfer(SRun& run) {
     const SFtpBaseConfig& config = m_stFtpBaseConfig;
     if (config.do_get != 0) {
         const int code = exchange("RETR", config.file_path, config.resp_timeout, run.reply);
-        if (code < 1 || code > code_opening_max) {
+        if (!ftp_accepts_retr(code)) {
             puts("in 22");
             return ka_step_fail(m_eStepCtrlPut, m_bRetrFail);
         }
@@ -231,7 +161,7 @@ int CNetTest_FtpBase::commandTransfer(SRun& run) {
     }
     if (config.do_put != 0) {
         const int code = exchange("STOR", config.file_path, config.resp_timeout, run.reply);
-        if (code != code_data_open && code != code_opening)
+        if (!ftp_accepts_stor(code))
             return ka_step_fail(m_eStepCtrlPut, m_bPutCmdFail);
         ka_step_pass(m_eStepCtrlPut);
         if (isExecExit())
@@ -256,123 +186,6 @@ int CNetTest_FtpBase::openActiveData() {
     return m_eStepCtrlPut == NET_STEP_PASS ? 0 : -1;
 }
 
-int CNetTest_FtpBase::transfer(SRun& run) {
-    if (m_stFtpBaseConfig.do_put != 0)
-        pushUploadSteadily();
-    ka_step_start(m_eStepDataTran);
-    startTransfer(ka_now());
-    onTranExStart(&m_tvTranStart);
-    puts("in 18");
-    return download(run) == 0 && upload(run) == 0 ? 0 : -1;
-}
-
-/// Keeps the kernel's send queue short, so that the bytes handed over are nearly the bytes sent,
-/// and keeps one send from waiting longer than a pass may.
-void CNetTest_FtpBase::pushUploadSteadily() {
-    timeval limit;
-    _usecs2timeval(m_stFtpBaseConfig.data_timeout, &limit);
-    setsockopt(m_sockeData, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof(limit));
-    setsockopt(m_sockeData, IPPROTO_TCP, TCP_NOTSENT_LOWAT, &unsent_low_mark,
-               sizeof(unsent_low_mark));
-}
-
-int CNetTest_FtpBase::download(SRun& run) {
-    if (m_stFtpBaseConfig.do_get == 0)
-        return 0;
-    while (!m_bTranDone) {
-        if (isExecExit())
-            return -1;
-        if (!receivePart(run))
-            break;
-    }
-    return 0;
-}
-
-/// One pass of the download; false when it was the last.
-bool CNetTest_FtpBase::receivePart(SRun& run) {
-    const SFtpBaseConfig& config = m_stFtpBaseConfig;
-    int ctrl_readable = 0;
-    int error = 0;
-    const int received = recvFtpData(config.data_timeout, run.data.data(), config.buff_size,
-                                     run.watchCtrl ? &ctrl_readable : nullptr, &error);
-    const timeval now = ka_now();
-    if (ctrl_readable != 0)
-        pollControl(run);
-    if (received < 0 && error != 0) {
-        ka_step_fail(m_eStepDataTran, m_bRecvError);
-        return false;
-    }
-    if (received == 0) {
-        endOfData(now);
-        return false;
-    }
-    if (received > 0) {
-        m_iDataRecvSize += received;
-        m_tvTranEnd = now;
-        sampleTransfer(now);
-    }
-    if (m_iGetFileSize < 0 || m_iDataRecvSize < m_iGetFileSize)
-        return true;
-    passTransfer(now);
-    return false;
-}
-
-/// Looks whether the server reports the end of the transfer while data still flows.
-void CNetTest_FtpBase::pollControl(SRun& run) {
-    const int code = exchange(nullptr, nullptr, 0, run.reply);
-    if (code == code_complete) {
-        m_bGet226Seen = true;
-        if (!isIgnore226_onDataRecv())
-            m_bTranDone = true;
-    }
-    // A connection that has ended stays readable: watching on would make the loop spin.
-    run.watchCtrl = !isCtrlEnded();
-}
-
-void CNetTest_FtpBase::endOfData(const timeval& now) {
-    if (m_iGetFileSize < 0 || m_bTranDone) {
-        ka_step_pass(m_eStepDataTran);
-        m_bTranDone = true;
-    } else {
-        ka_step_fail(m_eStepDataTran);
-    }
-    m_tvTranEnd = now;
-}
-
-int CNetTest_FtpBase::upload(SRun& run) {
-    const SFtpBaseConfig& config = m_stFtpBaseConfig;
-    if (config.do_put == 0)
-        return 0;
-    do {
-        if (isExecExit())
-            return -1;
-        const int sent = sendFtpData(config.data_timeout, run.data.data(), config.buff_size);
-        const timeval now = ka_now();
-        m_tvTranEnd = now;
-        if (sent < 0) {
-            ka_step_fail(m_eStepDataTran, m_bSendError);
-            return 0;
-        }
-        m_iDataSendSize += sent;
-        sampleTransfer(now);
-    } while (m_iDataSendSize < m_iPutFileSize);
-    passTransfer(m_tvTranEnd);
-    return 0;
-}
-
-void CNetTest_FtpBase::passTransfer(const timeval& now) {
-    ka_step_pass(m_eStepDataTran);
-    m_tvTranEnd = now;
-    ftpTranStat(&now);
-}
-
-void CNetTest_FtpBase::sampleTransfer(const timeval& now) {
-    if (isSampleDue(now)) {
-        ftpTranStat(&now);
-        reportFtpTestResult(true);
-    }
-}
-
 int CNetTest_FtpBase::briefTimeout() const {
     return std::min(m_stFtpBaseConfig.resp_timeout, brief_timeout);
 }
@@ -386,11 +199,11 @@ void CNetTest_FtpBase::closeTransfer(SRun& run) {
             puts("data close(226) already received!");
         } else {
             m_bTranDone = exchange(nullptr, nullptr, m_stFtpBaseConfig.resp_timeout, run.reply) ==
-                          code_complete;
+                          FTP_COMPLETE;
         }
     }
     if (m_stFtpBaseConfig.do_put != 0 && !m_bPutDone)
-        m_bPutDone = exchange(nullptr, nullptr, briefTimeout(), run.reply) == code_complete;
+        m_bPutDone = exchange(nullptr, nullptr, briefTimeout(), run.reply) == FTP_COMPLETE;
     exchange("QUIT", nullptr, briefTimeout(), run.reply);
     run.quitSent = true;
 }

@@ -1,9 +1,22 @@
-// The FTP test object: construction, session record, statistics.
+// The FTP test object: construction, the server it is about, session record, statistics.
+#include <algorithm>
 #include <cinttypes>
+#include <climits>
 #include <cstdlib>
 
 #include "ftptest/cnettest_ftpbase.h"
-#include "netbase/descriptor.h"
+#include "measure/netstep.h"
+#include "netbase/support/descriptor.h"
+
+namespace {
+
+/// The settings' size, counted as 32 bits without sign where it fits int.
+int64_t bytes_to_upload(int64_t put_size) {
+    return put_size > INT_MAX ? put_size
+                              : static_cast<uint32_t>(std::max<int64_t>(put_size, INT_MIN));
+}
+
+}  // namespace
 
 int CNetTest_FtpBase::FTPTEST_DBGLEVEL = -1;
 
@@ -26,6 +39,61 @@ CNetTest_FtpBase::~CNetTest_FtpBase() {
 int CNetTest_FtpBase::applyTestSetting(const void*, int) {
     return -1;
 }
+
+int CNetTest_FtpBase::startTest() {
+    SFtpBaseConfig& config = m_stFtpBaseConfig;
+    for (int* timeout : {&config.ctrl_conn_timeout, &config.data_conn_timeout}) {
+        if (*timeout <= 0)
+            *timeout = -1;
+    }
+    if (config.buff_size <= 0)
+        config.buff_size = ftp_default_buff_size;
+    resetFtpSession();
+    ka_step_start(m_eStepPrepare);
+    m_tvTestStart = ka_now();
+    reportFtpTestResult(true);
+    if (config.do_put != 0)
+        m_iPutFileSize = bytes_to_upload(config.put_size);
+    if (isExecExit())
+        return 0;
+    if (resolveServer() != 0) {
+        ka_step_fail(m_eStepPrepare, m_bDnsFail);
+        return 0;
+    }
+    m_iCtrlPort = config.ctrl_port;
+    m_iDataPort = 20;
+    if (!isExecExit())
+        ka_step_pass(m_eStepPrepare);
+    return 0;
+}
+
+int CNetTest_FtpBase::resolveServer() {
+    const char* host = m_stFtpBaseConfig.host_name;
+    if (m_stFtpBaseConfig.use_inet6 != 0) {
+        const int result = resolveIn6Addr(host, &m_in6CtrlAddr, &m_tvDnsStart, &m_tvDnsEnd);
+        m_in6DataAddr = m_in6CtrlAddr;
+        return result;
+    }
+    const int result = resolveIn4Addr(host, &m_in4CtrlAddr, &m_tvDnsStart, &m_tvDnsEnd);
+    m_in4DataAddr = m_in4CtrlAddr;
+    return result;
+}
+
+int CNetTest_FtpBase::connectFtpCtrl() {
+    const bool inet6 = m_stFtpBaseConfig.use_inet6 != 0;
+    const CSockAddr server = inet6 ? CSockAddr::inet6(m_in6CtrlAddr, m_iCtrlPort)
+                                   : CSockAddr::inet4(m_in4CtrlAddr, m_iCtrlPort);
+    ka_close_socket(m_sockeCtrl);
+    m_sockeCtrl = openFamilySocket(server.family(), SOCK_STREAM);
+    char text[INET_ADDRSTRLEN];
+    writeINET4Addr(&m_in4CtrlAddr, text);
+    printf("m_sockeCtrl is %d\n", m_sockeCtrl);
+    printf("m_iCtrlPort is %d\n", m_iCtrlPort);
+    printf("m_stFtpBaseConfig.use_inet6  is %d\n", m_stFtpBaseConfig.use_inet6);
+    printf("m_in4CtrlAddr is %s\n", text);
+    return connectOrClose(m_sockeCtrl, server, m_stFtpBaseConfig.ctrl_conn_timeout);
+}
+
 int CNetTest_FtpBase::stopTest() {
     return 0;
 }

@@ -6,10 +6,10 @@
 #include "ftptest/ftptext.h"
 #include "httptest/cnettest_httpbase.h"
 #include "httptest/httphead.h"
-#include "netbase/arpframe.h"
-#include "netbase/attrline.h"
-#include "netbase/dnscodec.h"
-#include "netbase/ndmessage.h"
+#include "netbase/dns/dnscodec.h"
+#include "netbase/link/arpframe.h"
+#include "netbase/link/ndmessage.h"
+#include "netbase/port/attrline.h"
 
 namespace {
 

@@ -7,8 +7,8 @@
 
 #include <cstdint>
 
+#include "measure/transferstat.h"
 #include "netbase/cnettest.h"
-#include "netbase/transferstat.h"
 
 /// True once a redirect of the run named "https": the request target is then g_szHostReq.
 extern bool g_bhttps;
@@ -109,7 +109,7 @@ class CNetTest_HttpBase : public CNetTest, public SHttpSession {
 
     /// Waits at most `timeout` for the connection to become readable and reads once. Returns the
     /// bytes read; 0 when none came in time, or with `*closed` 1 when the server closed; -1 for bad
-    /// arguments, or with `*error` 1 when the read failed (an interrupted one sets no flag).
+    /// arguments, or with `*error` 1 when wait or read failed (an interrupted one sets no flag).
     /// `closed` and `error` may be null.
     int recvHttpReply(const timeval* timeout, char* buf, int len, int* closed, int* error);
     /// Takes status code, reason, Content-Length and Location out of a complete head of `len`

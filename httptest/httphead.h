@@ -10,6 +10,17 @@
 /// `*tail` (if not null) becomes the position behind it, or null.
 int httphd_find_tail(const char* buf, int len, const char** tail);
 
+/// Finds the end of a head that arrives in pieces, looking at each byte once.
+class CTailFinder {
+  public:
+    /// As httphd_find_tail, in a buffer that holds `fill` bytes by now.
+    bool find(const char* buffer, size_t fill, const char** tail);
+
+  protected:
+    size_t m_seen = 0;
+    bool m_ended = false;
+};
+
 /// Returns a NUL-terminated copy of the first line of `text`, without the CR LF or lone LF that
 /// ends it. The caller frees it with free(); null when memory is short. `*begin` (if not null)
 /// becomes `text`, `*next` (if not null) the position behind the line.

@@ -2,9 +2,8 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <string_view>
-
-#include "httptest/cnettest_httpbase.h"
 
 /// The parts of a URL; they point into it.
 struct SHttpUrl {
@@ -15,14 +14,15 @@ struct SHttpUrl {
     std::string_view query;
 };
 
+/// Longest scheme.
+constexpr size_t http_scheme_max = 63;
+
 /// Splits a URL at the first ":" or "/" or "?" or "#" that ends each part; the fragment is dropped.
-/// A part that is not there is empty. A scheme counts only when "://" ends it within 63 characters.
+/// A part that is not there is empty. A scheme counts only when "://" ends it within that length.
 SHttpUrl http_split_url(std::string_view url);
 
-/// Room for the longest request that the session's fields and g_szHostReq allow.
-constexpr size_t http_request_size =
-    sizeof(g_szHostReq) + sizeof(SHttpSession::m_szFileReq) + sizeof(SHttpSession::m_szParmReq) +
-    sizeof(SHttpSession::m_szHostReq) + sizeof(SHttpSession::m_szPortReq) + 128;
+/// Room for the longest request.
+constexpr size_t http_request_size = 2048;
 
 using HttpRequest = std::array<char, http_request_size>;
 

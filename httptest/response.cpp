@@ -1,13 +1,11 @@
-// Response head and reception.
+// Reception, and what a response head tells.
 #include <strings.h>
 
-#include <algorithm>
 #include <cerrno>
-#include <cstring>
 
 #include "httptest/cnettest_httpbase.h"
 #include "httptest/httphead.h"
-#include "netbase/textvalue.h"
+#include "netbase/support/textvalue.h"
 
 namespace {
 
@@ -36,51 +34,12 @@ bool parse_status_line(std::string_view line, SStatusLine* status) {
         return false;
     if (protocol.substr(0, version.size()) != version)
         return false;
-    char digits[32];  // apart, or a token without digits would reach into the next word
-    ka_copy_text(digits, code);
-    status->code = ka_text_to_int(digits);
+    status->code = ka_text_to_int(code);
     status->reason = line;
     return true;
 }
 
 }  // namespace
-
-int httphd_find_tail(const char* buf, int len, const char** tail) {
-    constexpr std::string_view end = "\r\n\r\n";
-    std::string_view text(buf, len > 0 ? static_cast<size_t>(len) : 0);
-    text = text.substr(0, text.find('\0'));
-    const size_t at = text.find(end);
-    const bool found = at != std::string_view::npos;
-    if (tail != nullptr)
-        *tail = found ? buf + at + end.size() : nullptr;
-    return found ? 1 : 0;
-}
-
-char* httphd_get_line(const char* text, int len, const char** begin, const char** next) {
-    constexpr std::string_view ends("\n\0", 2);
-    const std::string_view rest(text, len > 0 ? static_cast<size_t>(len) : 0);
-    size_t length = std::min(rest.find_first_of(ends), rest.size());
-    size_t consumed = length;
-    if (length < rest.size() && rest[length] == '\n') {
-        ++consumed;
-        if (length > 0 && rest[length - 1] == '\r')
-            --length;
-    }
-    if (begin != nullptr)
-        *begin = text;
-    if (next != nullptr)
-        *next = text + consumed;
-    return strndup(text, length);
-}
-
-std::string_view httphd_next_token(std::string_view* rest, const char* separators) {
-    rest->remove_prefix(std::min(rest->find_first_not_of(separators), rest->size()));
-    if (rest->empty())
-        return {};
-    const std::string_view token = rest->substr(0, rest->find_first_of(separators));
-    rest->remove_prefix(std::min(token.size() + 1, rest->size()));
-    return token;
-}
 
 int CNetTest_HttpBase::recvHttpReply(const timeval* timeout, char* buf, int len, int* closed,
                                      int* error) {
@@ -90,9 +49,11 @@ int CNetTest_HttpBase::recvHttpReply(const timeval* timeout, char* buf, int len,
     }
     if (timeout == nullptr || buf == nullptr || len <= 0 || m_sockeHttp <= 0)
         return -1;
-    if (ka_wait(m_sockeHttp, POLLIN, timeout) != EWait::ready)
+    const EWait waited = ka_wait(m_sockeHttp, POLLIN, timeout);
+    if (waited == EWait::timeout)
         return 0;
-    const ssize_t received = recv(m_sockeHttp, buf, static_cast<size_t>(len), 0);
+    const ssize_t received =
+        waited == EWait::ready ? recv(m_sockeHttp, buf, static_cast<size_t>(len), 0) : -1;
     if (received == 0 && closed != nullptr)
         *closed = 1;
     if (received < 0 && errno != EINTR && error != nullptr)

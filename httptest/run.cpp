@@ -5,10 +5,11 @@
 
 #include "httptest/cnettest_httpbase.h"
 #include "httptest/httphead.h"
-#include "netbase/descriptor.h"
-#include "netbase/netstep.h"
-#include "netbase/textvalue.h"
-#include "netbase/transferbuffer.h"
+#include "measure/netstep.h"
+#include "measure/transferbuffer.h"
+#include "netbase/support/descriptor.h"
+#include "netbase/support/textvalue.h"
+#include "netbase/support/traces.h"
 
 namespace {
 
@@ -21,42 +22,16 @@ bool is_moved(int code) {
     return code == 301 || code == 302;
 }
 
-/// Finds the end of a head that arrives in pieces, looking at each byte once.
-class CTailFinder {
-  public:
-    bool find(const char* buffer, size_t fill, const char** tail) {
-        const size_t from = m_seen - std::min<size_t>(m_seen, 3);
-        const auto length = static_cast<int>(fill - from);
-        const bool found = !m_ended && httphd_find_tail(buffer + from, length, tail) == 1;
-        // A NUL byte ends the search for good.
-        m_ended = m_ended || std::memchr(buffer + m_seen, '\0', fill - m_seen) != nullptr;
-        m_seen = fill;
-        return found;
-    }
-
-  protected:
-    size_t m_seen = 0;
-    bool m_ended = false;
-};
-
 }  // namespace
 
 struct CNetTest_HttpBase::SRun {
     CTransferBuffer buffer;  ///< doubles while a head does not fit
     size_t fill = 0;         ///< bytes of the current response in the buffer
-    CTailFinder tail;        ///< the search for the end of the current head
+    CTailFinder finder;      ///< of the end of the current head
     timeval now{};           ///< latest clock reading: before a head receive, after a body receive
-    timeval headEnd{};       ///< deadline of the head
-    int code = -1;           ///< status code of the current response
+    CDeadline headDeadline{{}, {}};
+    int code = -1;  ///< status code of the current response
 };
-
-int CNetTest_HttpBase::connectHttpServ() {
-    const bool inet6 = m_stHttpBaseConfig.use_inet6 != 0;
-    const CSockAddr server = inet6 ? CSockAddr::inet6(m_in6HttpAddr, m_iHttpPort)
-                                   : CSockAddr::inet4(m_in4HttpAddr, m_iHttpPort);
-    m_sockeHttp = openFamilySocket(server.family(), SOCK_STREAM);
-    return connectOrClose(m_sockeHttp, server, m_stHttpBaseConfig.conn_timeout);
-}
 
 int CNetTest_HttpBase::onMainLoop() {
     SRun run;
@@ -87,10 +62,14 @@ int CNetTest_HttpBase::beginRun(SRun& run) {
 
 int CNetTest_HttpBase::runRequest(SRun& run) {
     run.fill = 0;
-    run.tail = {};
+    run.finder = {};
     ka_close_socket(m_sockeHttp);
     if (prepareRequest() != 0 || connectServer() != 0 || sendRequest(run) != 0 ||
-        receiveHead(run) != 0 || receiveBody(run) != 0)
+        receiveHead(run) != 0)
+        return -1;
+    const CTracesInTransfer timed;  // since the receive that completed the head
+    takeHead(run);
+    if (receiveBody(run) != 0)
         return -1;
     ka_step_pass(m_eStepDownload);
     puts("onMainLoop 15");
@@ -109,12 +88,6 @@ int CNetTest_HttpBase::prepareRequest() {
     m_iHttpPort = m_szPortReq[0] != '\0' ? ka_text_to_int(m_szPortReq) : default_http_port;
     ka_step_pass(m_eStepPrepare);
     return isExecExit() ? -1 : 0;
-}
-
-int CNetTest_HttpBase::resolveServer() {
-    return m_stHttpBaseConfig.use_inet6 != 0
-               ? resolveIn6Addr(m_szHostReq, &m_in6HttpAddr, &m_tvDnsStart, &m_tvDnsEnd)
-               : resolveIn4Addr(m_szHostReq, &m_in4HttpAddr, &m_tvDnsStart, &m_tvDnsEnd);
 }
 
 int CNetTest_HttpBase::connectServer() {
@@ -137,7 +110,7 @@ int CNetTest_HttpBase::sendRequest(SRun& run) {
     if (sendHttpGet() != 0)
         return ka_step_fail(m_eStepGetHead);
     puts("onMainLoop 7");
-    run.headEnd = ka_tv_add(ka_now(), m_stHttpBaseConfig.head_timeout);
+    run.headDeadline = CDeadline(m_stHttpBaseConfig.head_timeout);
     return 0;
 }
 
@@ -147,7 +120,7 @@ int CNetTest_HttpBase::receiveHead(SRun& run) {
         if (receiveHeadPart(run) != 0)
             return -1;
         puts("onMainLoop 9");
-        const bool found = run.tail.find(run.buffer.data(), run.fill, &tail);
+        const bool found = run.finder.find(run.buffer.data(), run.fill, &tail);
         printf("rev size is %zu,buff size is %zu\n", run.fill, run.buffer.size());
         if (found)
             break;
@@ -158,14 +131,13 @@ int CNetTest_HttpBase::receiveHead(SRun& run) {
     m_tvHeadEnd = ka_now();
     m_iHeadSize = tail - run.buffer.data();
     ka_step_pass(m_eStepGetHead);
-    takeHead(run);
     return 0;
 }
 
 int CNetTest_HttpBase::receiveHeadPart(SRun& run) {
     run.now = ka_now();
     timeval left;
-    if (!ka_time_left(run.headEnd, run.now, &left))
+    if (!run.headDeadline.timeLeft(run.now, &left))
         return ka_step_fail(m_eStepGetHead);
     puts("onMainLoop 8");
     int closed = 0;
@@ -186,9 +158,7 @@ void CNetTest_HttpBase::takeHead(SRun& run) {
     run.code = parseHttpHead(run.buffer.data(), static_cast<int>(m_iHeadSize));
     printf("head parsed!(Content-Length=%s)\n", m_szContentLength);
     printf("http_code is %d\n", run.code);
-    // As much of a long one as the traces hold until the transfer's first receive.
-    printf("response header is %.*s\n", static_cast<int>(std::min(run.fill, buffer_min)),
-           run.buffer.data());
+    printf("response header is %.*s\n", static_cast<int>(run.fill), run.buffer.data());
     run.fill -= static_cast<size_t>(m_iHeadSize);
 }
 

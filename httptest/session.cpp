@@ -1,9 +1,9 @@
-// The HTTP test object: construction, session record, statistics.
+// The HTTP test object: construction, the server it is about, session record, statistics.
 #include <cstdlib>
 
 #include "httptest/cnettest_httpbase.h"
-#include "netbase/descriptor.h"
-#include "netbase/textvalue.h"
+#include "netbase/support/descriptor.h"
+#include "netbase/support/textvalue.h"
 
 bool g_bhttps = false;
 char g_szHostReq[512] = "";
@@ -36,6 +36,20 @@ int CNetTest_HttpBase::startTest() {
     config.buff_size = 524288;
     m_sockeHttp = -1;
     return 0;
+}
+
+int CNetTest_HttpBase::resolveServer() {
+    return m_stHttpBaseConfig.use_inet6 != 0
+               ? resolveIn6Addr(m_szHostReq, &m_in6HttpAddr, &m_tvDnsStart, &m_tvDnsEnd)
+               : resolveIn4Addr(m_szHostReq, &m_in4HttpAddr, &m_tvDnsStart, &m_tvDnsEnd);
+}
+
+int CNetTest_HttpBase::connectHttpServ() {
+    const bool inet6 = m_stHttpBaseConfig.use_inet6 != 0;
+    const CSockAddr server = inet6 ? CSockAddr::inet6(m_in6HttpAddr, m_iHttpPort)
+                                   : CSockAddr::inet4(m_in4HttpAddr, m_iHttpPort);
+    m_sockeHttp = openFamilySocket(server.family(), SOCK_STREAM);
+    return connectOrClose(m_sockeHttp, server, m_stHttpBaseConfig.conn_timeout);
 }
 
 int CNetTest_HttpBase::stopTest() {

@@ -4,9 +4,8 @@
 
 #include <cstdlib>
 
-#include "netbase/textvalue.h"
+#include "netbase/support/textvalue.h"
 
-bool g_bNetAppExitFlag = false;
 char g_dns_addr[64] = "";
 
 int CNetBase::DNSREQ_TRYOUT = -1;
@@ -24,8 +23,9 @@ CNetBase::CNetBase(int port, unsigned int flags)
       m_eDevType(DEV_TYPE_UNKNOWN),
       m_eNetProtoType(NET_PROTO_OFF),
       m_szProcName{} {
-    if (int tryout = 0; ka_scan_number(std::getenv("DNSREQ_TRYOUT"), &tryout))
-        DNSREQ_TRYOUT = tryout;
+    const char* tryout = std::getenv("DNSREQ_TRYOUT");
+    if (int64_t number = 0; tryout != nullptr && ka_scan_number(tryout, &number))
+        DNSREQ_TRYOUT = ka_text_to_int(tryout);
     NETIPC_DBGLEVEL = 0;
     ETHPACKET_DBGLEVEL = 0;
     ADDRRES_DBGLEVEL = 0;

@@ -20,18 +20,15 @@
 
 #include <cstdio>
 
-#include "netbase/clock.h"
-#include "netbase/dnscodec.h"
-#include "netbase/dnsexchange.h"
-#include "netbase/neighdisc.h"
+#include "netbase/dns/dnscodec.h"
+#include "netbase/dns/dnsexchange.h"
+#include "netbase/exitflag.h"
+#include "netbase/link/neighdisc.h"
 #include "netbase/nettypes.h"
-#include "netbase/sockaddr.h"
-#include "netbase/tmpname.h"
-#include "netbase/wait.h"
-
-/// Raised by CNetBase::exitExec and never lowered. Every wait loop of the tests, of the DNS client,
-/// of ARP and of neighbour discovery polls it and ends early once it is raised.
-extern bool g_bNetAppExitFlag;
+#include "netbase/port/sockaddr.h"
+#include "netbase/support/clock.h"
+#include "netbase/support/tmpname.h"
+#include "netbase/support/wait.h"
 
 /// IPv4 address text of the DNS server that the host lookup asks for IPv4 addresses; empty when
 /// none was given.
@@ -234,6 +231,9 @@ class CNetBase {
     int openTiedSocket(int family, int type, int protocol) const;
     /// openINET4Socket or openINET6Socket with default protocol and no local port.
     int openFamilySocket(int family, int type);
+    /// Connects a socket that was just opened; when that fails, or it was not opened, closes it and
+    /// sets it to -1.
+    int connectOrClose(int& sock, const CSockAddr& addr, int timeout);
     /// The path of a port control file; false when it does not fit.
     bool sysCtrlPath(const char* name, char (&path)[256]) const;
     /// The address that a conf file holds, the any-address when it holds none; fails when the file

@@ -4,8 +4,9 @@
 
 #include <cstring>
 
-#include "netbase/descriptor.h"
-#include "netbase/textvalue.h"
+#include "netbase/support/descriptor.h"
+#include "netbase/support/textvalue.h"
+#include "netbase/support/traces.h"
 
 namespace {
 
@@ -22,6 +23,7 @@ struct SLookupTimes {
 
 in_addr look_up_in4(const char* host, SLookupTimes* times) {
     in_addr addr{};
+    ka_bring_out_traces();
     times->start = ka_now();
     const hostent* found = gethostbyname(host);
     times->end = ka_now();
@@ -114,11 +116,4 @@ int CNetTest::resolveIn6Addr(const char* host, in6_addr* addr, timeval* tvStart,
     put(times.start, tvStart);
     put(times.end, tvEnd);
     return 0;
-}
-
-int CNetTest::connectOrClose(int& sock, const CSockAddr& addr, int timeout) {
-    if (sock >= 0 && connectTCP(sock, addr.get(), timeout) == 0)
-        return 0;
-    ka_close_socket(sock);
-    return -1;
 }

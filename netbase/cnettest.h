@@ -24,9 +24,4 @@ class CNetTest : public CNetBase {
     virtual int resolveIn4Addr(const char* host, in_addr* addr, timeval* tvStart, timeval* tvEnd);
     /// The same for IPv6, by getHostAddr and printing nothing of its own.
     virtual int resolveIn6Addr(const char* host, in6_addr* addr, timeval* tvStart, timeval* tvEnd);
-
-  protected:
-    /// Connects a socket that was just opened; when that fails, or it was not opened, closes it and
-    /// sets it to -1.
-    int connectOrClose(int& sock, const CSockAddr& addr, int timeout);
 };

@@ -1,5 +1,5 @@
 // The enumerations of the network library. Their texts, as the port control files spell them, are
-// the business of the value codecs (netbase/valuecodecs.cpp).
+// the business of the value codecs (netbase/port/valuecodecs.cpp).
 #pragma once
 
 /// State of one phase of a test. 0 means that the phase was not reached.

@@ -2,8 +2,8 @@
 #include <climits>
 
 #include "netbase/cnettest.h"
-#include "netbase/retryplan.h"
-#include "netbase/textvalue.h"
+#include "netbase/dns/retryplan.h"
+#include "netbase/support/textvalue.h"
 #include "tests/support/testbed.h"
 
 namespace {
@@ -51,10 +51,11 @@ TEST_F(Dns, RetryPlanDoublesAndSaturates) {
     hostent found;
     const auto plan = [&](int timeout, size_t answer_at) {
         asked.clear();
-        return kadns_retry(timeout, [&, count = 0U](bool first, int t) mutable {
-            asked += (first ? " 1:" : " 2:") + std::to_string(t);
-            return ++count == answer_at ? &found : nullptr;
-        });
+        return kadns_retry(CNetBase::DNSREQ_TRYOUT, timeout,
+                           [&, count = 0U](bool first, int t) mutable {
+                               asked += (first ? " 1:" : " 2:") + std::to_string(t);
+                               return ++count == answer_at ? &found : nullptr;
+                           });
     };
     EXPECT_EQ(nullptr, plan(3, 0));
     EXPECT_EQ(" 1:3 2:3 1:6 2:6 1:12 2:12 1:24 2:24 1:48 2:48", asked);
@@ -116,17 +117,16 @@ TEST_F(Dns, LooksUpInet6AtTheSecondServerWhenTheFirstIsUnset) {
 }
 
 TEST_F(Dns, LooksUpInet4AtTheGivenServer) {
-    const auto server =
-        serve(CSockAddr::inet4(ip4("127.0.0.1"), dns_port), 2, [](std::string query) {
-            const bool echo = query.find('n') != std::string::npos;
-            query[5] = echo ? '\1' : '\0';  // else the response has no question
-            return Row{respond(echo ? query : query.substr(0, 12), 1, a4)};
-        });
+    const auto server = serve(CSockAddr::inet4({INADDR_ANY}, dns_port), 3, [](std::string query) {
+        const bool echo = query.find('n') != std::string::npos;
+        query[5] = echo ? '\1' : '\0';  // else the response has no question
+        return Row{respond(echo ? query : query.substr(0, 12), 1, a4)};
+    });
     for (const Row& c : table(R"(
         127.0.0.1 | n | found | the dns_addr.s_addr is 127.0.0.1in getHostAddr2 6
         127.0.0.1 | b | null  | the dns_addr.s_addr is 127.0.0.1in getHostAddr2 6
                   | n | null  | the dns_addr.s_addr is 255.255.255.255
-        0.0.0.0   | n | null  | the dns_addr.s_addr is 0.0.0.0)")) {
+        0.0.0.0   | n | found | the dns_addr.s_addr is 0.0.0.0in getHostAddr2 6)")) {
         ka_copy_text(g_dns_addr, c[0]);
         hostent* found = nullptr;
         const std::string trace = printed(

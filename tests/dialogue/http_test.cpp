@@ -1,6 +1,6 @@
 // Whole HTTP runs against a scripted server.
 #include "httptest/cnettest_httpbase.h"
-#include "netbase/textvalue.h"
+#include "netbase/support/textvalue.h"
 #include "tests/support/testbed.h"
 
 namespace {
@@ -61,7 +61,7 @@ class HttpRun : public OwnHost {
     std::string port;
     std::string requests;
     std::string trace;
-    SHttpBaseConfig config{0, 1, 0, "", "", "", 2000000, {0, 700000}, {}, 0};
+    SHttpBaseConfig config{0, 1, 0, "", "", "", 2000000, {20, 0}, {}, 0};
     bool raiseExit = false;
 };
 
@@ -71,8 +71,8 @@ const std::string hello = ok + "Content-Length: 5\r\n\r\nhello";
 }  // namespace
 
 TEST_F(HttpRun, Outcomes) {
-    // What the server does at the end, the outcome, a "w" when the response must come whole, and
-    // the responses.
+    // What the server does at the end, the outcome, a mark ("w": the response must come whole, "s":
+    // the client is to give up soon), and the responses.
     for (const Row& c : table(R"(
         holds  | 6 6666 5  |   | HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nhello
         holds  | 6 6666 5  |   | HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\n\1hello
@@ -83,8 +83,8 @@ TEST_F(HttpRun, Outcomes) {
         resets | 5 6665 5e |   | HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nhello\1
         closes | 5 6650 0c |   | HTTP/1.1 200 OK\r\nContent-
         resets | 5 6650 0e |   | HTTP/1.1 200 OK\r\n\1
-        holds  | 5 6650 0  |   |
-        holds  | 5 6650 0  |   | HTTP/1.1 200 OK\r\na\0b\r\n\r\n
+        holds  | 5 6650 0  | s |
+        holds  | 5 6650 0  | s | HTTP/1.1 200 OK\r\na\0b\r\n\r\n
         holds  | 6 6666 2  |   | HTTP/1.1 404 No\r\nContent-Length: 2\r\n\r\nno
         closes | 6 6666 3  |   | nonsense\r\n\r\nabc
         closes | 6 6666 2  |   | HTTP/1.1 301 M\r\nLocation: http://127.0.0.1:PORT/c\r\n\r\n | HTTP/1.1 200 OK\r\n\r\nhi
@@ -94,6 +94,7 @@ TEST_F(HttpRun, Outcomes) {
         closes | 6 6666 0  |   | HTTP/1.1 200 OK\r\nLocation: http://x/\r\nContent-Length: 0\r\n\r\n
         closes | 5 5000 0  |   | HTTP/1.1 301 M\r\nLocation: /c\r\n\r\n)")) {
         const Row responses(c.begin() + 3, c.end());
+        config.head_timeout = c[2] == "s" ? timeval{0, 200000} : timeval{20, 0};
         for (const bool cut : {false, true}) {
             if (cut && c[2] == "w")
                 continue;
@@ -124,7 +125,6 @@ TEST_F(HttpRun, RequestsAndTraces) {
 }
 
 TEST_F(HttpRun, GrowsTheBufferForALongHeadUpToItsBound) {
-    config.head_timeout = {20, 0};
     const std::string mega(1 << 20, 'x');
     EXPECT_EQ("6 6666 5", run({ok + "L: " + mega + "\r\nContent-Length: 5\r\n\r\nhello"}, "holds"));
     std::string endless = ok;

@@ -2,17 +2,16 @@
 #include "app/shellcapture.h"
 
 #include "netbase/cnetbase.h"
-#include "netbase/textvalue.h"
+#include "netbase/support/textvalue.h"
 #include "tests/support/testbed.h"
 
 class ShellCapture : public OwnHost {};
 
 TEST_F(ShellCapture, AppendsWhatFits) {
     for (const Row& c : table(R"(
-        2     | 6     | echo ab; head -c 1 /dev/zero; printf c; exit 3
+        2     | 6     | echo ab; sleep 0.1; head -c 1 /dev/zero; printf c; exit 3
         0     | 10239 | yes
         0     | 0     | cat /dev/zero
-        20    | 10239 | trap '' PIPE; while :; do echo x; done
         10239 | 10239 | sleep 0.1; touch /tmp/ran)")) {
         std::string out(capture_size + 1, 'o');
         out[std::stoul(c[0])] = '\0';

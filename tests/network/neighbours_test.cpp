@@ -10,8 +10,8 @@
 #include <ctime>
 
 #include "netbase/cnettest.h"
-#include "netbase/etheraddr.h"
-#include "netbase/textvalue.h"
+#include "netbase/link/etheraddr.h"
+#include "netbase/support/textvalue.h"
 #include "tests/support/testbed.h"
 
 namespace {

@@ -90,12 +90,13 @@ in6_addr ip6(const char* text) {
 std::string outcome(const std::string& bytes) {
     SRecord record;
     std::string why;
-    if (!parse_record(bytes, guess_record_kind(bytes), &record, &why))
+    const SRecordKind& kind = guess_record_kind(bytes);
+    if (!ka_parse_record(bytes, kind, &record, &why))
         return "no record: " + why;
-    std::string text;
-    for (size_t i = 0; record.kind->fields[i].kind <= ERecordValue::step; ++i)
-        text += std::to_string(record.values[i]) + (i == 0 ? " " : "");
-    return text + " " + std::to_string(record.value("totdata"));
+    std::string text = std::to_string(record.verdict) + " ";
+    for (size_t i = 0; i < kind.stepCount; ++i)
+        text += std::to_string(record.steps[i]);
+    return text + " " + std::to_string(record.totdata);
 }
 
 std::vector<Row> table(const std::string& text) {

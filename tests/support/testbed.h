@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "netbase/descriptor.h"
-#include "netbase/sockaddr.h"
+#include "netbase/port/sockaddr.h"
+#include "netbase/support/descriptor.h"
 
 /// A test with network and mount namespaces of its own: loopback is up, every port is free, /tmp is
 /// empty, and the port control directory of port 0 exists and is empty. Needs root.

@@ -3,7 +3,7 @@
 
 #include <cstring>
 
-#include "netbase/dnscodec.h"
+#include "netbase/dns/dnscodec.h"
 #include "tests/support/testbed.h"
 
 namespace {
@@ -85,7 +85,8 @@ TEST(DnsCodec, ParsesResponses) {
     EXPECT_EQ(" 10.0.0.1", parsed(response({record(name("h.x"), 1, hex("0A000001"))}, 0)));
     EXPECT_EQ("h.x alia.h.x 10.0.0.1", parsed(response({alias, a4})));
     EXPECT_EQ("h.x t.x t.x 10.0.0.1", parsed(response({srv, srv, a4})));  // RDLENGTH is not used
-    EXPECT_EQ("h.x 10.0.0.1", parsed(response({record(ask, 1, "abc"), a4})));  // too short: skipped
+    EXPECT_EQ("h.x 97.98.99.192 10.0.0.1", parsed(response({record(ask, 1, "abc"), a4})));
+    EXPECT_EQ("h.x", parsed(response({record(ask, 1, "abc")})));  // four bytes are not there
     EXPECT_EQ("h.x 10.0.0.1", parsed(response({a4, record(ask, 16, "t", 90)})));
     std::string other_class = a4;
     other_class[5] = 3;
@@ -114,6 +115,7 @@ TEST(DnsCodec, DecodesNames) {
         {hex("C015"), false},       // to itself
         {hex("016E C015"), false},  // to its own start
         {hex("C200"), false},       // beyond any message
+        {hex("C1FF"), true},        // beyond this one: it just ends
         {hex("80"), false},
         {full + label(62) + hex("00"), true},
         {full + label(63) + hex("00"), false},

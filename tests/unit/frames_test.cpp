@@ -1,10 +1,10 @@
 // Checksums and frames that a kernel would not send, in hex.
 #include <cstring>
 
-#include "netbase/arpframe.h"
 #include "netbase/cnetbase.h"
-#include "netbase/ipv4frame.h"
-#include "netbase/ndmessage.h"
+#include "netbase/link/arpframe.h"
+#include "netbase/link/ipv4frame.h"
+#include "netbase/link/ndmessage.h"
 #include "tests/support/testbed.h"
 
 TEST(Checksum, FoldsAndPads) {

@@ -44,6 +44,7 @@ TEST_F(Http, ParsesHeads) {
                                                            | 0,,,
         HTTP/1.1 abc x\r\nHTTP/1.1 404 Not Found\r\n       | 404,Not Found,,
         HTTP/1.1 99999999999 x\r\n                         | 2147483647,x,,
+        HTTP/1.1 <40 0>200 x\r\n                           | 200,x,,
         HTTP/1.1 200 <256 r>\r\n                           | 200,,,
         HTTP/1.1 200 OK\r\nContent-Length: 7\r\nContent-Length: <64 9>\r\n | 200,OK,7,
         HTTP/1.1 200 OK\r\nContent-Length: 7\r\nContent-Length: <63 9>\r\n | 200,OK,<63 9>,

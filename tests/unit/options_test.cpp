@@ -1,7 +1,7 @@
 // The command line.
 #include "app/driver.h"
 #include "netbase/cnetbase.h"
-#include "netbase/textvalue.h"
+#include "netbase/support/textvalue.h"
 #include "tests/support/testbed.h"
 
 TEST(Options, AreFoundAnywhere) {

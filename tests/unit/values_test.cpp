@@ -1,10 +1,10 @@
 // Attribute lines, value codecs, numbers from text, clock arithmetic.
 #include <climits>
 
-#include "netbase/attrline.h"
+#include "measure/transferstat.h"
 #include "netbase/cnetbase.h"
-#include "netbase/textvalue.h"
-#include "netbase/transferstat.h"
+#include "netbase/port/attrline.h"
+#include "netbase/support/textvalue.h"
 #include "tests/support/testbed.h"
 
 TEST(AttrLine, IsTakenApart) {
@@ -54,6 +54,6 @@ TEST(Clock, Arithmetic) {
     EXPECT_EQ(INT_MAX, CTransferStat::timeval2usecs(&tv));
     _usecs2timeval(-1, &tv);
     EXPECT_EQ(0, ka_tv_msecs(tv));
-    EXPECT_TRUE(ka_time_left({5, 0}, {5, 0}, &tv));
-    EXPECT_FALSE(ka_time_left({5, 0}, {5, 1}, &tv));
+    EXPECT_TRUE(CDeadline({4, 0}, {1, 0}).timeLeft({5, 0}, &tv));
+    EXPECT_FALSE(CDeadline({4, 0}, {1, 0}).timeLeft({5, 1}, &tv));
 }

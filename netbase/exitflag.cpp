@@ -1,0 +1,3 @@
+#include "netbase/exitflag.h"
+
+bool g_bNetAppExitFlag = false;

@@ -1,0 +1,62 @@
+// Owners of descriptors and streams.
+#pragma once
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <memory>
+#include <utility>
+
+/// Local owner of a descriptor: closes it on every return, unless release() handed it out. Closing
+/// keeps errno, so that a caller still sees why an operation failed.
+class CDescriptor {
+  public:
+    explicit CDescriptor(int fd) : m_fd(fd) {}
+    CDescriptor(const CDescriptor&) = delete;
+    CDescriptor& operator=(const CDescriptor&) = delete;
+    ~CDescriptor() {
+        const int reason = errno;
+        if (m_fd >= 0)
+            close(m_fd);
+        errno = reason;
+    }
+
+    bool isOpen() const { return m_fd >= 0; }
+    int get() const { return m_fd; }
+    int release() { return std::exchange(m_fd, -1); }
+
+  protected:
+    int m_fd;
+};
+
+/// Closes a socket member when it is greater than 0 and sets it to -1, which means closed. Keeps
+/// errno.
+inline void ka_close_socket(int& sock) {
+    if (sock > 0)
+        CDescriptor closing(sock);
+    sock = -1;
+}
+
+struct CStreamCloser {
+    void operator()(FILE* stream) const { fclose(stream); }
+};
+
+/// Local owner of a standard stream.
+using CStream = std::unique_ptr<FILE, CStreamCloser>;
+
+/// Opens a file to be read, or emptied and written; null on failure. Unlike fopen it does not wait
+/// for the other end when a FIFO lies there, and asks for a file to be created only when there is
+/// none: kernels may refuse that for the files of others in /tmp, to root too.
+inline CStream ka_open_file(const char* path, bool write) {
+    const int mode = (write ? O_WRONLY | O_TRUNC : O_RDONLY) | O_NONBLOCK | O_CLOEXEC;
+    int fd = open(path, mode);
+    if (fd < 0 && write && errno == ENOENT)
+        fd = open(path, mode | O_CREAT, 0666);
+    CDescriptor file(fd);
+    CStream stream(file.isOpen() ? fdopen(file.get(), write ? "wb" : "rb") : nullptr);
+    if (stream != nullptr)
+        file.release();
+    return stream;
+}
