@@ -1,10 +1,12 @@
-// The limit of the pattern that net-test measures with: connect, ask, one recv or send of 512 KiB
-// after another, and nothing else.  sink http|get|put|put-short ADDRESS PORT PATH BYTES
-// "put-short" keeps the kernel's send queue as short as net-test does, which moves work of the
-// kernel from the server's account to the client's.
+// What can be had at best: connect, ask, one recv or send of 512 KiB after another, and nothing
+// else.
+//
+//     sink http|get|put HOW ADDRESS PORT PATH BYTES
+//
+// HOW: "plain"; for downloads also "drop" (the kernel drops the bytes) and "pace" (it does, and
+// wakes the receiver for the batches that are given in KiB: "pace256").
 #include <arpa/inet.h>
 #include <netinet/in.h>
-#include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -57,25 +59,31 @@ int open_data(int ctrl, const char* address, const std::string& command) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 6)
+    if (argc != 7)
         return 64;
     const std::string kind = argv[1];
-    const std::string path = argv[4];
-    long long left = std::atoll(argv[5]);
+    const std::string how = argv[2];
+    const std::string path = argv[5];
+    long long left = std::atoll(argv[6]);
     auto* buffer = static_cast<char*>(std::malloc(chunk));
     std::memset(buffer, 0, chunk);
-    const int first = dial(argv[2], std::atoi(argv[3]));
+    const int first = dial(argv[3], std::atoi(argv[4]));
     int data = first;
     if (kind == "http")
         ask(first, "GET " + path + " HTTP/1.1\r\nHost: h\r\nConnection: close\r\n\r\n");
     else
-        data = open_data(first, argv[2], (kind == "get" ? "RETR " : "STOR ") + path + "\r\n");
-    const bool is_put = kind.substr(0, 3) == "put";
-    const int low_mark = 131072;
-    if (kind == "put-short")
-        setsockopt(data, IPPROTO_TCP, TCP_NOTSENT_LOWAT, &low_mark, sizeof(low_mark));
+        data = open_data(first, argv[3], (kind == "get" ? "RETR " : "STOR ") + path + "\r\n");
+    const bool is_put = kind == "put";
+    const int flags = how == "plain" ? 0 : MSG_TRUNC;
+    const bool paces = how.substr(0, 4) == "pace";
+    const int batch = paces ? std::atoi(how.c_str() + 4) * 1024 : 0;
+    if (paces)
+        setsockopt(data, SOL_SOCKET, SO_RCVLOWAT, &batch, sizeof(batch));
     while (left > 0) {
-        const ssize_t n = is_put ? send(data, buffer, chunk, 0) : recv(data, buffer, chunk, 0);
+        const int rest = static_cast<int>(left);
+        if (paces && left < batch)
+            setsockopt(data, SOL_SOCKET, SO_RCVLOWAT, &rest, sizeof(rest));
+        const ssize_t n = is_put ? send(data, buffer, chunk, 0) : recv(data, buffer, chunk, flags);
         if (n <= 0)
             break;
         left -= n;

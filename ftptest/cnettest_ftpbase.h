@@ -82,6 +82,8 @@ struct SFtpSession : CTransferStat {
     timeval m_tvDataConnStart{};       ///< just before the data connect or accept
 };
 
+class CReceiver;
+
 class CNetTest_FtpBase : public CNetTest, public SFtpSession {
   public:
     static int FTPTEST_DBGLEVEL;  ///< -1 at program start, 0 once an object was constructed
@@ -188,7 +190,9 @@ class CNetTest_FtpBase : public CNetTest, public SFtpSession {
     int settle(enet_step_type& step, int result);
     int listenForData();
     int announceListener();
-    bool receivePart(SRun& run);
+    bool receivePart(SRun& run, CReceiver& receiver);
+    /// One bounded wait and receive, as recvFtpData; the marks are clear, and may be null.
+    int receiveData(CReceiver& receiver, int usecs, int* pbCtrlReadable, int* pbError);
     bool sendPart(SRun& run);
     void pollControl(SRun& run);
     void endOfData(const timeval& now);

@@ -7,6 +7,7 @@
 #include "ftptest/ftpcodes.h"
 #include "ftptest/ftptext.h"
 #include "measure/netstep.h"
+#include "measure/receiver.h"
 #include "netbase/support/descriptor.h"
 
 namespace {
@@ -119,11 +120,16 @@ int CNetTest_FtpBase::recvFtpData(int usecs, char* buf, int len, int* pbCtrlRead
     }
     if (buf == nullptr || len <= 0 || m_sockeData <= 0)
         return -1;
+    CReceiver receiver(m_sockeData, buf, static_cast<size_t>(len), CReceiver::EUse::keep);
+    return receiveData(receiver, usecs, pbCtrlReadable, pbError);
+}
 
-    pollfd fds[] = {{m_sockeData, POLLIN, 0}, {m_sockeCtrl, POLLIN, 0}};
+int CNetTest_FtpBase::receiveData(CReceiver& receiver, int usecs, int* pbCtrlReadable,
+                                  int* pbError) {
+    pollfd fds[] = {{receiver.socket(), POLLIN, 0}, {m_sockeCtrl, POLLIN, 0}};
     timeval limit;
     _usecs2timeval(usecs, &limit);
-    const EWait waited = ka_wait(fds, pbCtrlReadable != nullptr ? 2 : 1, &limit);
+    const EWait waited = receiver.wait(fds, pbCtrlReadable != nullptr ? 2 : 1, limit);
     const bool ready = waited == EWait::ready;
     const bool ctrl_readable = ready && ka_wait_hit(fds[1]);
     if (pbCtrlReadable != nullptr)
@@ -132,8 +138,8 @@ int CNetTest_FtpBase::recvFtpData(int usecs, char* buf, int len, int* pbCtrlRead
     bool error = waited != EWait::interrupted && !ctrl_readable;
     ssize_t count = -1;
     if (ready && ka_wait_hit(fds[0])) {
-        count = recv(m_sockeData, buf, static_cast<size_t>(len), 0);
-        error = count < 0 && errno != EINTR;
+        count = receiver.take();
+        error = count < 0 && errno != EINTR && errno != EAGAIN;
     }
     if (pbError != nullptr)
         *pbError = error ? 1 : 0;

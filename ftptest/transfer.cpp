@@ -4,6 +4,7 @@
 #include "ftptest/ftpcodes.h"
 #include "ftptest/ftprun.h"
 #include "measure/netstep.h"
+#include "measure/receiver.h"
 #include "measure/sendqueue.h"
 #include "netbase/support/traces.h"
 
@@ -19,21 +20,22 @@ int CNetTest_FtpBase::transfer(SRun& run) {
 int CNetTest_FtpBase::download(SRun& run) {
     if (m_stFtpBaseConfig.do_get == 0)
         return 0;
+    CReceiver receiver(m_sockeData, run.data.data(),
+                       static_cast<size_t>(m_stFtpBaseConfig.buff_size), CReceiver::EUse::count);
     while (!m_bTranDone) {
         if (isExecExit())
             return -1;
-        if (!receivePart(run))
+        if (!receivePart(run, receiver))
             break;
     }
     return 0;
 }
 
 /// One pass of the download; false when it was the last.
-bool CNetTest_FtpBase::receivePart(SRun& run) {
-    const SFtpBaseConfig& config = m_stFtpBaseConfig;
+bool CNetTest_FtpBase::receivePart(SRun& run, CReceiver& receiver) {
     int ctrl_readable = 0;
     int error = 0;
-    const int received = recvFtpData(config.data_timeout, run.data.data(), config.buff_size,
+    const int received = receiveData(receiver, m_stFtpBaseConfig.data_timeout,
                                      run.watchCtrl ? &ctrl_readable : nullptr, &error);
     const timeval now = ka_now();
     if (ctrl_readable != 0)
@@ -51,6 +53,7 @@ bool CNetTest_FtpBase::receivePart(SRun& run) {
         m_tvTranEnd = now;
         sampleTransfer(now);
     }
+    receiver.follow(received, now, m_iGetFileSize < 0 ? -1 : m_iGetFileSize - m_iDataRecvSize);
     if (m_iGetFileSize < 0 || m_iDataRecvSize < m_iGetFileSize)
         return true;
     passTransfer(now);

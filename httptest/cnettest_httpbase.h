@@ -63,6 +63,8 @@ struct SHttpSession : CTransferStat {
     timeval m_tvHeadEnd{};             ///< the response head is complete
 };
 
+class CReceiver;
+
 class CNetTest_HttpBase : public CNetTest, public SHttpSession {
   public:
     static int HTTPTEST_DBGLEVEL;  ///< -1 at program start, 0 once an object was constructed
@@ -133,7 +135,9 @@ class CNetTest_HttpBase : public CNetTest, public SHttpSession {
     void takeHead(SRun& run);
     int receiveBody(SRun& run);
     void startBody(SRun& run);
-    int receiveBodyPart(SRun& run);
+    int receiveBodyPart(SRun& run, CReceiver& receiver);
+    /// One bounded wait and receive, as recvHttpReply; the flags are clear, and may be null.
+    static int receive(CReceiver& receiver, const timeval& timeout, int* closed, int* error);
     int judgeBodyPart(bool closed, bool error);
     void sampleBody(const SRun& run);
     bool followRedirect(const SRun& run);

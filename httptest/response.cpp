@@ -5,6 +5,7 @@
 
 #include "httptest/cnettest_httpbase.h"
 #include "httptest/httphead.h"
+#include "measure/receiver.h"
 #include "netbase/support/textvalue.h"
 
 namespace {
@@ -49,14 +50,20 @@ int CNetTest_HttpBase::recvHttpReply(const timeval* timeout, char* buf, int len,
     }
     if (timeout == nullptr || buf == nullptr || len <= 0 || m_sockeHttp <= 0)
         return -1;
-    const EWait waited = ka_wait(m_sockeHttp, POLLIN, timeout);
+    CReceiver receiver(m_sockeHttp, buf, static_cast<size_t>(len), CReceiver::EUse::keep);
+    return receive(receiver, *timeout, closed, error);
+}
+
+int CNetTest_HttpBase::receive(CReceiver& receiver, const timeval& timeout, int* closed,
+                               int* error) {
+    pollfd fd{receiver.socket(), POLLIN, 0};
+    const EWait waited = receiver.wait(&fd, 1, timeout);
     if (waited == EWait::timeout)
         return 0;
-    const ssize_t received =
-        waited == EWait::ready ? recv(m_sockeHttp, buf, static_cast<size_t>(len), 0) : -1;
+    const ssize_t received = waited == EWait::ready ? receiver.take() : -1;
     if (received == 0 && closed != nullptr)
         *closed = 1;
-    if (received < 0 && errno != EINTR && error != nullptr)
+    if (received < 0 && errno != EINTR && errno != EAGAIN && error != nullptr)
         *error = 1;
     return static_cast<int>(received);
 }

@@ -6,6 +6,7 @@
 #include "httptest/cnettest_httpbase.h"
 #include "httptest/httphead.h"
 #include "measure/netstep.h"
+#include "measure/receiver.h"
 #include "measure/transferbuffer.h"
 #include "netbase/support/descriptor.h"
 #include "netbase/support/textvalue.h"
@@ -164,12 +165,15 @@ void CNetTest_HttpBase::takeHead(SRun& run) {
 
 int CNetTest_HttpBase::receiveBody(SRun& run) {
     startBody(run);
+    CReceiver receiver(m_sockeHttp, run.buffer.data(),
+                       static_cast<size_t>(m_stHttpBaseConfig.buff_size), CReceiver::EUse::count);
     do {
         printf("in 1 m_iGetTransSize is %" PRId64 ",m_iDataRecvSize is %" PRId64 "\n",
                m_iGetTransSize, m_iDataRecvSize);
         if (is_moved(run.code))
             m_iGetTransSize = m_iDataRecvSize + 1;  // one more receive shows whether a body comes
-        if ((m_iGetTransSize < 0 || m_iDataRecvSize < m_iGetTransSize) && receiveBodyPart(run) != 0)
+        if ((m_iGetTransSize < 0 || m_iDataRecvSize < m_iGetTransSize) &&
+            receiveBodyPart(run, receiver) != 0)
             return -1;
         printf("m_iGetTransSize is %" PRId64 ",m_iDataRecvSize is %" PRId64 "\n", m_iGetTransSize,
                m_iDataRecvSize);
@@ -193,11 +197,10 @@ void CNetTest_HttpBase::startBody(SRun& run) {
     onTranExStart(&m_tvTranStart);
 }
 
-int CNetTest_HttpBase::receiveBodyPart(SRun& run) {
+int CNetTest_HttpBase::receiveBodyPart(SRun& run, CReceiver& receiver) {
     int closed = 0;
     int error = 0;
-    const int received =
-        recvHttpReply(&body_wait, run.buffer.data(), m_stHttpBaseConfig.buff_size, &closed, &error);
+    const int received = receive(receiver, body_wait, &closed, &error);
     printf("the recv_size is %d\n", received);
     run.now = ka_now();
     if (is_moved(run.code)) {
@@ -211,6 +214,8 @@ int CNetTest_HttpBase::receiveBodyPart(SRun& run) {
     m_tvTranEnd = run.now;
     if (received > 0)
         m_iDataRecvSize += received;
+    receiver.follow(received, run.now,
+                    m_iGetTransSize < 0 ? -1 : m_iGetTransSize - m_iDataRecvSize);
     return 0;
 }
 

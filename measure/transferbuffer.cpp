@@ -1,7 +1,5 @@
 #include "measure/transferbuffer.h"
 
-#include <string.h>
-
 #include <cstdlib>
 
 CTransferBuffer::~CTransferBuffer() {
@@ -9,13 +7,9 @@ CTransferBuffer::~CTransferBuffer() {
 }
 
 bool CTransferBuffer::allocate(size_t size) {
-    m_data = static_cast<char*>(std::malloc(size));
-    if (m_data == nullptr)
-        return false;
-    // Compilers turn malloc and memset into calloc, which touches no page.
-    explicit_bzero(m_data, size);
-    m_size = size;
-    return true;
+    m_data = static_cast<char*>(std::calloc(size, 1));
+    m_size = m_data != nullptr ? size : 0;
+    return m_data != nullptr;
 }
 
 bool CTransferBuffer::grow(size_t limit) {

@@ -3,7 +3,8 @@
 
 #include <cstddef>
 
-/// Zero-filled heap memory whose pages are there before they are needed in a timed transfer.
+/// Zero-filled heap memory. Its pages take no memory before they are written to, which most of a
+/// transfer's never are.
 class CTransferBuffer {
   public:
     CTransferBuffer() = default;

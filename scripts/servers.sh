@@ -1,26 +1,24 @@
-# Real servers for the demo, the measurements and the tests, run inside a host of their own (see
-# own_host). They serve /tmp/srv; uploads go to /tmp/srv/pub.
+# Real servers for the demo, the measurements and the tests, run on a host of their own (see
+# own_host). They serve /tmp/srv; uploads go to /tmp/srv/pub. They find nothing of the machine's,
+# and would take nothing from it.
 # shellcheck shell=bash disable=SC2154
 
 mkdir -p /tmp/srv/pub /tmp/empty
 chmod 777 /tmp/srv/pub
 
-# free_port: a loopback port that nobody listens on.
-free_port() {
-    local port
-    for port in $(seq 8080 9080); do
-        (exec 3<>"/dev/tcp/127.0.0.1/$port") 2>/dev/null || { echo "$port"; return; }
-    done
-}
-
-# wait_for_port ADDRESS PORT
-wait_for_port() {
-    local i
-    for i in $(seq 100); do
-        (exec 3<>"/dev/tcp/$1/$2") 2>/dev/null && return
+# start_server NAME ADDRESS PORT COMMAND...: until it listens; $server is its process.
+start_server() {
+    local name=$1 address=$2 port=$3 limit=$((SECONDS + 30))
+    shift 3
+    "$@" >"/tmp/$name.words" 2>&1 &
+    server=$!
+    until (exec 3<>"/dev/tcp/$address/$port") 2>/dev/null; do
+        if ! kill -0 "$server" 2>/dev/null || [ $SECONDS -gt $limit ]; then
+            cat "/tmp/$name.words" >&2
+            die "$name does not listen on $address port $port"
+        fi
         sleep 0.05
     done
-    die "nobody listens on $1 port $2"
 }
 
 # start_nginx ADDRESS PORT [COMMAND PREFIX...]
@@ -29,10 +27,12 @@ start_nginx() {
     shift 2
     for kind in client_body proxy fastcgi uwsgi scgi; do temp+="${kind}_temp_path /tmp/nginx; "; done
     cat >/tmp/nginx.conf <<CONF
-daemon off; user root; pid /tmp/nginx.pid; error_log /tmp/nginx.log; events {}
+daemon off; master_process off; user root; pid /tmp/nginx.pid;
+lock_file /tmp/nginx.lock; error_log stderr; events {}
 http { access_log off; sendfile on; $temp server { listen $address:$port; root /tmp/srv; } }
 CONF
-    "$@" "$peers/usr/sbin/nginx" -c /tmp/nginx.conf 2>/dev/null &
+    start_server nginx "$address" "$port" \
+        "$@" "$peers/usr/sbin/nginx" -e stderr -p /tmp -c /tmp/nginx.conf
 }
 
 # start_vsftpd ADDRESS [COMMAND PREFIX...]: on port 21, for "anonymous" with any password.
@@ -42,40 +42,55 @@ start_vsftpd() {
     cat >/tmp/vsftpd.conf <<CONF
 listen=YES
 listen_address=$address
+listen_port=21
 pasv_enable=${pasv_enable:-YES}
 no_anon_password=NO
 background=NO
 seccomp_sandbox=NO
 anonymous_enable=YES
+local_enable=NO
 anon_root=/tmp/srv
 ftp_username=daemon
+nopriv_user=daemon
 write_enable=YES
 anon_upload_enable=YES
 secure_chroot_dir=/tmp/empty
 connect_from_port_20=NO
+tcp_wrappers=NO
+xferlog_enable=NO
 CONF
-    "$@" "$peers/usr/sbin/vsftpd" /tmp/vsftpd.conf &
+    start_server vsftpd "$address" 21 "$@" "$peers/usr/sbin/vsftpd" /tmp/vsftpd.conf
 }
 
-# start_proftpd: on port 21 of loopback, for "anonymous" with any password.
+# start_proftpd: on port 21 of loopback, for "anonymous" with any password. What it is not told, it
+# asks the host for: the address of the host's name, the port of "ftp", who is banned.
 start_proftpd() {
     cat >/tmp/proftpd.conf <<CONF
 ServerType standalone
+ServerName own
 DefaultServer on
+DefaultAddress 127.0.0.1
+Port 21
 UseIPv6 off
 UseReverseDNS off
+UseFtpUsers off
+AuthOrder mod_auth_unix.c
+ControlsEngine off
+ControlsSocket /tmp/proftpd.sock
 ScoreboardFile none
 PidFile /tmp/proftpd.pid
+DelayEngine off
 DelayTable none
 WtmpLog off
+UseLastlog off
 TransferLog none
 SystemLog none
 <Anonymous /tmp/srv>
-  User nobody
-  Group nogroup
-  UserAlias anonymous nobody
+  User daemon
+  Group daemon
+  UserAlias anonymous daemon
   RequireValidShell off
 </Anonymous>
 CONF
-    "$peers/usr/sbin/proftpd" -n -c /tmp/proftpd.conf 2>/dev/null &
+    start_server proftpd 127.0.0.1 21 "$peers/usr/sbin/proftpd" -n -c /tmp/proftpd.conf
 }

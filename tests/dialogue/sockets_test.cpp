@@ -13,8 +13,7 @@ namespace {
 class Sockets : public OwnHost {
   protected:
     /// Gives the host a device "dev0", which the port is bound to later.
-    void SetUp() override {
-        OwnHost::SetUp();
+    void prepare() override {
         ASSERT_EQ(0, shell("ip link add dev0 type veth peer name far && ip link set far up &&"
                            "ip link set dev0 address 02:00:00:00:00:01 up &&"
                            "ip addr add 10.1.0.1/16 dev dev0 &&"
@@ -72,7 +71,8 @@ TEST_F(Sockets, ConnectTellsWhy) {
                                              {"10.1.0.9", 50000, EINPROGRESS},  // nobody answers
                                              {"10.1.0.9", -1, EINTR}}) {
         const CDescriptor sock(port.openINET4Socket(SOCK_STREAM, 0, 0));
-        ualarm(100000, 0);
+        if (limit < 0)
+            ualarm(100000, 0);
         EXPECT_EQ(-1, connectTo(sock.get(), host, 1, limit));
         EXPECT_EQ(error, errno) << host;
         EXPECT_EQ(0, fcntl(sock.get(), F_GETFL) & O_NONBLOCK);

@@ -20,10 +20,7 @@ namespace {
 /// (02:..:02, 10.1.0.2, 2001:db8:1::2, behind which it also has 10.2.0.9).
 class Neighbours : public OwnHost {
   protected:
-    void SetUp() override {
-        OwnHost::SetUp();
-        if (IsSkipped())
-            return;
+    void prepare() override {
         // Addresses made by hand are usable at once: no duplicate detection.
         ASSERT_EQ(0, shell(R"(
             set_up() {
@@ -140,7 +137,10 @@ TEST_F(Neighbours, DiscoveryResolvesTheKernel) {
         EXPECT_EQ(0, port.inet6ND_AddrRes(3000000, &target, hwaddr.data(), &delay)) << text;
         EXPECT_EQ(far_hw, hwaddr);
     }
-    const std::string solicit = captured("01", "86DD");
+    std::string solicit;
+    do  // the kernel has reports and solicitations of its own to send
+        solicit = captured("01", "86DD");
+    while (!solicit.empty() && (solicit[20] != 0x3A || solicit.substr(54, 1) != hex("87")));
     EXPECT_EQ(hex("3333FF000002"), solicit.substr(0, 6));
     EXPECT_EQ(hex("20 3A FF"), solicit.substr(19, 3));  // 32 bytes, ICMPv6, hop limit 255
     EXPECT_EQ(hex("FF020000 00000000 00000001 FF000002 8700"), solicit.substr(38, 18));
@@ -178,8 +178,8 @@ TEST_F(Neighbours, AnAccessConcentratorAnswers) {
 TEST_F(Neighbours, AServiceIsFoundAtARealNameServer) {
     const Program server(
         over_there +
-        "dnsmasq --keep-in-foreground --no-resolv --no-hosts --user=root --group=root --pid-file= "
-        "--conf-file=/dev/null --local=/x/ --address=/none.x/ --srv-host=_s._tcp.x,one.x,80 "
+        "dnsmasq --no-daemon --no-resolv --no-hosts --conf-file=/dev/null --local=/x/ "
+        "--address=/none.x/ --srv-host=_s._tcp.x,one.x,80 "
         "--srv-host=_s._tcp.x,none.x,81 --srv-host=_s._tcp.x,two.x,81 "
         "--host-record=one.x,10.9.0.1,2001:db8::1 --host-record=two.x,10.9.0.2,2001:db8::2 "
         "--bind-interfaces --listen-address=10.1.0.2,2001:db8:1::2");

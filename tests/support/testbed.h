@@ -13,10 +13,13 @@
 #include "netbase/support/descriptor.h"
 
 /// A test with network and mount namespaces of its own: loopback is up, every port is free, /tmp is
-/// empty, and the port control directory of port 0 exists and is empty. Needs root.
+/// empty, and the port control directory of port 0 exists and is empty. Skipped where there are
+/// none, so that no test touches the machine.
 class OwnHost : public testing::Test {
   protected:
-    void SetUp() override;
+    void SetUp() final;
+    /// What a test adds to its host.
+    virtual void prepare() {}
 };
 
 std::string readFile(const std::string& path);
@@ -72,7 +75,8 @@ class Listener {
     CDescriptor sock;
 };
 
-/// A program in the background: killed, with all it started, when the test ends.
+/// A program in the background: killed, with all it started, when the test ends. Its words are
+/// shown if the test failed.
 struct Program {
     explicit Program(const std::string& command);
     ~Program();
