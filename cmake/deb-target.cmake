@@ -19,4 +19,6 @@ if(failed OR NOT CPACK_NET_TEST_MACHINE MATCHES "-gnu[^-]*$")
     "Debian's. Use cmake --install, or cpack -G TGZ.")
 endif()
 set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE ${architecture})
-set(ENV{DEB_HOST_ARCH} ${architecture})  # for dpkg-shlibdeps
+# dpkg-shlibdeps finds the C library in a cross compiler's folder, or installed for that machine.
+set(ENV{DEB_HOST_ARCH} ${architecture})
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS /usr/${CPACK_NET_TEST_MACHINE}/lib)
