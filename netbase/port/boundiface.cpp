@@ -67,6 +67,12 @@ bool find_global_addr(FILE* table, unsigned int iface, SInet6Line* found) {
     return false;
 }
 
+/// C libraries differ in the type of ioctl's request.
+template <typename Request>
+int call_ioctl(int (*call)(int, Request, ...), int fd, unsigned long request, ifreq* answer) {
+    return call(fd, static_cast<Request>(request), answer);
+}
+
 }  // namespace
 
 char* CNetBase::getBindDevName() {
@@ -84,7 +90,7 @@ bool CNetBase::queryBindDev(unsigned long request, ifreq* answer) const {
     const CDescriptor sock(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
     *answer = {};
     ka_copy_text(answer->ifr_name, m_szBindDevName);
-    return sock.isOpen() && ioctl(sock.get(), request, answer) == 0;
+    return sock.isOpen() && call_ioctl(ioctl, sock.get(), request, answer) == 0;
 }
 
 const unsigned char* CNetBase::getBindDevHWAddr(bool refresh) {

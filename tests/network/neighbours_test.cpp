@@ -61,7 +61,7 @@ class Neighbours : public OwnHost {
     /// it.
     std::string captured(const std::string& from, const std::string& type) {
         for (std::string frame; !(frame = received(capture->get())).empty();) {
-            ioctl(capture->get(), SIOCGSTAMP, &when);
+            ioctl(capture->get(), static_cast<int>(SIOCGSTAMP), &when);
             if (frame.substr(6, 8) == hex("0200000000" + from + type))
                 return frame;
         }

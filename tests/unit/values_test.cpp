@@ -41,8 +41,8 @@ TEST(ValueCodecs, HardwareAddressesAndNumbers) {
         -99999999999999999999 | -2147483648 | -9223372036854775808)")) {
         int narrow = 1;
         CNetBase::readIntValue(c[0].c_str(), &narrow);
-        EXPECT_EQ(c[1], std::to_string(narrow));
-        EXPECT_EQ(c[2], std::to_string(ka_text_to_int64(c[0].c_str())));
+        EXPECT_EQ(std::stoi(c[1]), narrow);
+        EXPECT_EQ(std::stoll(c[2]), ka_text_to_int64(c[0].c_str()));
     }
 }
 
