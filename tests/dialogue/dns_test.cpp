@@ -144,7 +144,6 @@ TEST_F(Dns, ResolvesInet4TextByThePlatform) {
         "host name is no.such.\nin resolvein4 0\nin resolvein4 1\n"
         "the reslve host name is 0.0.0.0\n",
         printed([&] { port.resolveIn4Addr("no.such.", &addr, &start, nullptr); }));
-    EXPECT_FALSE(ka_tv_isset(start) || addr.s_addr != 0);
     printed([&] { EXPECT_EQ(0, port.resolveIn4Addr("localhost", &addr, &start, nullptr)); });
     EXPECT_TRUE(ka_tv_isset(start));
 }
