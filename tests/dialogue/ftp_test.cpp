@@ -12,7 +12,8 @@ namespace {
 /// What the server answers to a command ("": it greets):
 ///     answer = reply [ data [ deed [ further reply ] ] ]
 ///     reply  = text in the language of tables, or "PASV": a 227 with the passive endpoint
-///     data   = what it sends on the data connection once it has replied; with a deed only
+///     data   = what it sends on the data connection once it has replied; with a deed only.
+///              "exit" without one: the test is told to end before the reply
 ///     deed   = "closes" | "resets" | "holds" until the client closes | "drains" what comes
 ///            | "ignores" what comes | "late": the further reply comes before the data
 ///            | "leaves" | "leaves holding": the control connection ends before the data
@@ -63,6 +64,7 @@ struct FtpServer {
         if (answer[0] == "PASV")
             answer[0] = "227 Entering Passive Mode (127,0,0,1,0," + std::to_string(passive.port()) +
                         ")\r\n";
+        g_bNetAppExitFlag = g_bNetAppExitFlag || answer[1] == "exit";
         // Endpoint and size are taken from a reply's first piece.
         ctrl.say(answer[0], cut && command != "PASV" && command != "SIZE");
         if (answer[2] == "late")
@@ -125,6 +127,7 @@ class FtpRun : public OwnHost {
     /// Runs a test: "get", "put" or both, "pasv", "port", both or none, "again" for the object of
     /// the run before, "nowhere" for a name that does not resolve; the record's outcome.
     std::string run(const Script& script, const std::string& what, bool cut = false) {
+        g_bNetAppExitFlag = false;
         FtpServer server(script, config.use_inet6 != 0 ? AF_INET6 : AF_INET, cut);
         const auto asked = [&](const char* word) { return what.find(word) < what.size(); };
         if (!asked("again"))
@@ -226,6 +229,12 @@ TEST_F(FtpRun, OneAnswerChanged) {
         PORT refused     | get port       | 5 665400 0      | PORT 1  | PORT | 500 no\r\n
         nobody listens   | get pasv       | 5 666450 0      | SIZE /f | PASV | 227 Entering Passive Mode (127,0,0,1,0,1)\r\n
         no data mode     | get            | 5 666450 0      | SIZE /f | QUIT | 221 bye\r\n
+        exit at PASS     | get pasv       | 5 666000 0      | PASS p  | PASS | 230 a\r\n | exit
+        exit at TYPE     | get pasv       | 5 666400 0      | TYPE I  | TYPE | 200 a\r\n | exit
+        exit at SIZE     | get pasv       | 5 666400 0      | SIZE /f | SIZE | 213 5\r\n | exit
+        exit at RETR     | get pasv       | 5 666640 0      | RETR /f | RETR | 150 a\r\n | exit
+        exit at ALLO     | put pasv       | 5 666400 0      | ALLO 10 | ALLO | 200 a\r\n | exit
+        exit at STOR     | put pasv       | 5 666640 0      | STOR /f | STOR | 150 a\r\n | exit
         an upload        | put pasv       | 6 666666 1048576 | STOR /f | QUIT | 221 bye\r\n
         STOR 200         | put pasv       | 5 666540 0      | STOR /f | STOR | 200 odd\r\n
         nowhere to put   | put            | 5 666665 0      | STOR /f | STOR | 150 but no data connection\r\n)")) {
