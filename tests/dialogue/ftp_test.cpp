@@ -313,6 +313,7 @@ TEST_F(FtpRun, Uploads) {
     run(good, "put pasv");
     EXPECT_EQ(login + "PASV\r\nALLO 1000000\r\nSTOR /f\r\nQUIT\r\n", heard);
     EXPECT_TRUE(received == 1048576 && test->m_bPutDone);
+    EXPECT_EQ(-1, test->stopTest() + test->applyTestSetting(&config, sizeof(config)));
     for (const Row& c : table(R"(
         -1                   | 4294967295
         -9223372036854775808 | 2147483648

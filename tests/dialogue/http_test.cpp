@@ -56,7 +56,7 @@ class HttpRun : public OwnHost {
         ka_copy_text(test->m_stHttpBaseConfig.url, "http://127.0.0.1:" + port + "/a?b");
         test->raiseExit = raiseExit;
         trace = printed([&] { EXPECT_EQ(0, test->startTest() | test->onMainLoop()); });
-        EXPECT_EQ(0, test->stopTest());
+        EXPECT_EQ(-1, test->stopTest() + test->applyTestSetting(&config, sizeof(config)));
         return outcome(readFile("/tmp/httpdata")) + (test->m_bPeerClosed ? "c" : "") +
                (test->m_bRecvError ? "e" : "");
     }
@@ -151,6 +151,11 @@ TEST_F(HttpRun, SamplesEverySecond) {
         run({ok + "<pause 100>\r\n" + k10 + "<pause 1300>" + k10 + "<pause 100>" + k10}, "closes"));
     EXPECT_EQ(" r0000 0 r6400 0 r6640 0 r6664 20000 6666 30000", test->reports);
     EXPECT_GE(ka_tv_span_msecs(test->m_tvTranStart, test->m_tvHeadEnd), 90);
+    const std::string speeds = "curspeed:" + std::to_string(test->m_iCurSpeed) +
+                               ",minspeed:" + std::to_string(test->m_iMinSpeed) +
+                               ",maxspeed:" + std::to_string(test->m_iMaxSpeed) +
+                               ",avgspeed:" + std::to_string(test->m_iAvgSpeed);
+    EXPECT_LT(readFile("/tmp/httpdata").find(speeds), 512U) << speeds;
     EXPECT_NEAR(30000 / 1.4, static_cast<double>(test->m_iAvgSpeed), 6000);
 }
 
