@@ -95,7 +95,7 @@ TEST_F(Dns, LooksUpInet6AtTheSecondServerWhenTheFirstIsUnset) {
     auto server = serve(CSockAddr::inet6(ip6("::1"), dns_port), 2, [](const std::string& query) {
         return Row{"noise", respond(query, 3, a4 + a6 + a6)};
     });
-    writePortFile("inet6_dns1", "none");
+    writePortFile("inet6_dns1", std::string(127, 'n'));  // as long as may be
     writePortFile("inet6_dns2", "::1\n");
     hostent* found = nullptr;
     const std::string trace = printed([&] { found = port.getHostAddr(10, "Host.x", nullptr); });
@@ -144,7 +144,6 @@ TEST_F(Dns, ResolvesInet4TextByThePlatform) {
         "host name is no.such.\nin resolvein4 0\nin resolvein4 1\n"
         "the reslve host name is 0.0.0.0\n",
         printed([&] { port.resolveIn4Addr("no.such.", &addr, &start, nullptr); }));
-    EXPECT_FALSE(ka_tv_isset(start) || addr.s_addr != 0);
     printed([&] { EXPECT_EQ(0, port.resolveIn4Addr("localhost", &addr, &start, nullptr)); });
     EXPECT_TRUE(ka_tv_isset(start));
 }

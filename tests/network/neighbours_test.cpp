@@ -96,9 +96,17 @@ TEST_F(Neighbours, ArpResolvesTheKernel) {
     EXPECT_EQ(0, port.arpEthINET4Target(2000000, &behind, nullptr));
     const timeval start = ka_now();
     const in_addr nobody = ip4("10.1.0.77");
+    const auto on_another_device = std::async(std::launch::async, [] {
+        const CDescriptor out(socket(AF_PACKET, SOCK_DGRAM, 0));
+        const sockaddr_ll lo{AF_PACKET, htons(ETHERTYPE_ARP), 1, 0, 0, 6, {}};
+        const std::string reply =
+            hex("00010800 06040002 02000000 00090A01 004D0200 0000010A 010001");
+        usleep(100000);
+        sendto(out.get(), reply.data(), 28, 0, reinterpret_cast<const sockaddr*>(&lo), sizeof(lo));
+    });
     EXPECT_EQ(-1, port.arpEthINET4(300000, &nobody, hwaddr.data(), nullptr));
     EXPECT_TRUE(hwaddr == EtherAddr{} && ka_tv_span_msecs(start, ka_now()) >= 300);
-    writePortFile("inet4_gw", "0.0.0.0");
+    writePortFile("inet4_gw", "0.0.0.0" + std::string(120, ' '));  // as long as may be
     EXPECT_EQ(-1, port.arpEthINET4Target(2000000, &behind, nullptr));
 }
 

@@ -73,6 +73,7 @@ TEST(DnsCodec, EncodesNamesAndQueries) {
     for (const std::string& refused : {longest + "l", std::string(), std::string(64, 'l')})
         EXPECT_EQ(-1, kadns_fill_dnsquery(buf.data(), 512, refused.c_str(), 1, 1)) << refused;
     EXPECT_EQ(-1, kadns_fill_dnsquery(buf.data(), 18, "a", 1, 1));
+    EXPECT_EQ(-1, hostname2dnsname(std::string(64, 'l').c_str(), buf.data()));
 }
 
 TEST(DnsCodec, ParsesResponses) {

@@ -8,7 +8,7 @@ TEST(FtpText, MatchesPassiveEndpointsLikeSscanf) {
         Entering Passive Mode (192,168,1,10,19,137
         Entering  PassiveMode( 192,\t168,+1,10,19,137x
         Entering Passive Mode (999,4294967295,-1,99999999999999999999999,0,65536)
-        Entering passive mode (192,168,1,10,19,137)
+        Entering Passive Mode =192,168,1,10,19,137)
         Entering Passive Mode (192 ,168,1,10,19,137)
         Entering Passive Mode (192,168,1,10,19,-)
         \sEntering Passive Mode (1,2,3,4,5,6)")) {
