@@ -1,11 +1,19 @@
 // The fuzz targets, one a parser of foreign bytes; TARGET names the one that is built. What they
 // are given lies in a heap block of its exact size.
+#include <strings.h>
+#include <unistd.h>
+
+#include <algorithm>
 #include <cstring>
 #include <string>
+#include <vector>
 
+#include "ftptest/cnettest_ftpbase.h"
+#include "ftptest/ftprecord.h"
 #include "ftptest/ftptext.h"
 #include "httptest/cnettest_httpbase.h"
 #include "httptest/httphead.h"
+#include "httptest/httprecord.h"
 #include "netbase/dns/dnscodec.h"
 #include "netbase/link/arpframe.h"
 #include "netbase/link/ndmessage.h"
@@ -27,12 +35,41 @@ const char* text(Bytes data) {
 [[maybe_unused]] void dns(Bytes data, size_t size) {
     hostent out;
     const int id = size > 1 ? data[0] << 8 | data[1] : 0;
-    if (kadns_parse_dnsres(2, data, static_cast<int>(size), id, &out) != 0)
+    // The flags, which the parser does not look at, choose the family and whether a result is kept.
+    const int family = size > 2 && data[2] % 2 == 0 ? AF_INET6 : AF_INET;
+    const bool kept = size < 4 || data[3] % 8 != 7;
+    if (kadns_parse_dnsres(family, data, static_cast<int>(size), id, kept ? &out : nullptr) != 0 ||
+        !kept)
         return;
+    require(out.h_addrtype == family && out.h_length == (family == AF_INET ? 4 : 16));
     for (char** alias = out.h_aliases; *alias != nullptr; ++alias)
         require(alias - out.h_aliases < 15 && std::strlen(*alias) < dns_name_size);
     for (char** addr = out.h_addr_list; *addr != nullptr; ++addr)
         require(addr - out.h_addr_list < 15 && kadns_addr_length(*addr) % 12 == 4);
+}
+
+/// A name in a message, its place in the first byte; and the query for a name, with a room of twice
+/// the first byte.
+[[maybe_unused]] void name(Bytes data, size_t size) {
+    if (size == 0)
+        return;
+    std::vector<char> message(dns_message_max);
+    std::copy_n(data, std::min(size, message.size()), message.begin());
+    const int at = data[0] * 2;
+    const auto decode = [&](int from, char(&dotted)[dns_name_size]) {
+        return dnsname2hostname(reinterpret_cast<Bytes>(message.data()) + from, dotted,
+                                message.data());
+    };
+    char dotted[dns_name_size];
+    const int taken = decode(at, dotted);
+    require(taken == -1 || (taken > 0 && taken <= dns_message_max - at));
+    require(strnlen(dotted, sizeof(dotted)) < sizeof(dotted));
+
+    const std::string host(text(data) + 1, size - 1);
+    const int length = kadns_fill_dnsquery(message.data(), at, host.c_str(), data[0], DNS_TYPE_A);
+    require(length <= at);
+    if (length > 0 && decode(12, dotted) > 0)
+        require(strncasecmp(dotted, host.c_str(), std::strlen(dotted)) == 0);
 }
 
 [[maybe_unused]] void head(Bytes data, size_t size) {
@@ -50,16 +87,34 @@ const char* text(Bytes data) {
     test.parseHttpURL();
 }
 
-/// A reply in pieces: the first byte tells their size.
+/// A reply as it is read, in pieces: the first byte tells their size.
 [[maybe_unused]] void reply(Bytes data, size_t size) {
-    CReplyScanner scanner;
-    std::string left;
-    for (size_t at = 1; at < size; at += data[0] % 16 + 1) {
-        left.append(text(data) + at, std::min<size_t>(size - at, data[0] % 16 + 1));
-        size_t rest = 0;
-        if (scanner.scan(left.data(), left.size(), &rest) != EReply::unfinished)
-            return;
-        left.erase(0, rest);
+    static CNetTest_FtpBase test(0, 0);
+    int ends[2];
+    require(socketpair(AF_UNIX, SOCK_SEQPACKET, 0, ends) == 0);
+    for (size_t at = 1; at < size; at += data[0] + 1)
+        send(ends[1], data + at, std::min<size_t>(size - at, data[0] + 1), MSG_DONTWAIT);
+    close(ends[1]);
+    test.m_sockeCtrl = ends[0];
+    char buf[300];
+    const int length = test.recvFtpCtrl(0, buf, sizeof(buf));
+    require(length == -1 || (length >= 3 && test.readCtrlRetCode(buf) >= 0));
+    require(strnlen(buf, sizeof(buf)) < sizeof(buf));
+    close(ends[0]);
+}
+
+/// A record that is taken comes out of its own text again.
+[[maybe_unused]] void record(Bytes data, size_t size) {
+    for (const SRecordKind* kind : {&ftp_get_record, &http_record}) {
+        SRecord read;
+        std::string why;
+        const bool taken = ka_parse_record({text(data), size}, *kind, &read, &why);
+        require(taken == why.empty());
+        if (!taken)
+            continue;
+        const CRecordText again = ka_format_record(*kind, read);
+        require(ka_parse_record({again.data(), std::strlen(again.data()) + 1}, *kind, &read, &why));
+        require(again == ka_format_record(*kind, read));
     }
 }
 

@@ -54,6 +54,7 @@ ftp_username=daemon
 nopriv_user=daemon
 write_enable=YES
 anon_upload_enable=YES
+anon_other_write_enable=YES
 secure_chroot_dir=/tmp/empty
 connect_from_port_20=NO
 tcp_wrappers=NO

@@ -1,10 +1,10 @@
 // The traces on standard output, and who waits for their reader.
 //
-// Installed, they are held in a buffer and brought out in pieces that the reader takes at once. What
-// a slow reader may cost a transfer is bounded, whatever it does; then whole lines are left out, and
-// a line says how many bytes. Outside of a transfer it is waited for as long as it takes anything
-// within some seconds. Where standard output can't be replaced (some C libraries don't let it be
-// assigned to) it just gets a full buffer.
+// Installed, they are held in a buffer and brought out in pieces that the reader takes at once.
+// What a slow reader may cost a transfer is bounded, whatever it does; then whole lines are left
+// out, and a line says how many bytes. Outside of a transfer it is waited for as long as it takes
+// anything within some seconds. Where standard output can't be replaced (some C libraries don't let
+// it be assigned to) it just gets a full buffer.
 #pragma once
 
 /// Makes standard output a buffered stream of that kind. Call it once, before anything is printed.

@@ -123,16 +123,17 @@ TEST_F(Dns, LooksUpInet4AtTheGivenServer) {
         return Row{respond(echo ? query : query.substr(0, 12), 1, a4)};
     });
     for (const Row& c : table(R"(
-        127.0.0.1 | n | found | the dns_addr.s_addr is 127.0.0.1in getHostAddr2 6
-        127.0.0.1 | b | null  | the dns_addr.s_addr is 127.0.0.1in getHostAddr2 6
-                  | n | null  | the dns_addr.s_addr is 255.255.255.255
-        0.0.0.0   | n | found | the dns_addr.s_addr is 0.0.0.0in getHostAddr2 6)")) {
-        ka_copy_text(g_dns_addr, c[0]);
+        found       | 127.0.0.1 | n | found | the dns_addr.s_addr is 127.0.0.1in getHostAddr2 6
+        no question | 127.0.0.1 | b | null  | the dns_addr.s_addr is 127.0.0.1in getHostAddr2 6
+        no server   |           | n | null  | the dns_addr.s_addr is 255.255.255.255
+        any address | 0.0.0.0   | n | found | the dns_addr.s_addr is 0.0.0.0in getHostAddr2 6)")) {
+        SCOPED_TRACE(c[0]);
+        ka_copy_text(g_dns_addr, c[1]);
         hostent* found = nullptr;
         const std::string trace = printed(
-            [&] { found = port.getHostAddr2(AF_INET, c[1].c_str(), nullptr, true, 100000); });
-        EXPECT_EQ(c[2], found != nullptr ? "found" : "null") << c[0] << c[1];
-        EXPECT_NE(std::string::npos, trace.find(" ...\n" + c[3])) << trace;
+            [&] { found = port.getHostAddr2(AF_INET, c[2].c_str(), nullptr, true, 100000); });
+        EXPECT_EQ(c[3], found != nullptr ? "found" : "null");
+        EXPECT_NE(std::string::npos, trace.find(" ...\n" + c[4])) << trace;
     }
 }
 

@@ -9,10 +9,13 @@
 
 namespace {
 
-/// What the server answers to a command ("": it greets): the reply; what it sends as data then;
-/// what else it does there: "closes", "resets", "holds" until the client closes, "drains",
-/// "ignores" what comes, "late" (the further reply comes before the data) or "leaves" (the control
-/// connection ends before them); the further reply. "PASV" stands for an endpoint.
+/// What the server answers to a command ("": it greets):
+///     answer = reply [ data [ deed [ further reply ] ] ]
+///     reply  = text in the language of tables, or "PASV": a 227 with the passive endpoint
+///     data   = what it sends on the data connection once it has replied; with a deed only
+///     deed   = "closes" | "resets" | "holds" until the client closes | "drains" what comes
+///            | "ignores" what comes | "late": the further reply comes before the data
+///            | "leaves" | "leaves holding": the control connection ends before the data
 using Script = std::map<std::string, Row>;
 
 const std::string file(100000, 'd');
@@ -63,7 +66,7 @@ struct FtpServer {
         // Endpoint and size are taken from a reply's first piece.
         ctrl.say(answer[0], cut && command != "PASV" && command != "SIZE");
         if (answer[2] == "late")
-            ctrl.say("\1" + std::exchange(answer[3], "") + "\1");
+            ctrl.say("<pause 100>" + std::exchange(answer[3], "") + "<pause 100>");
         if (answer[2].substr(0, 6) == "leaves")
             ka_close_socket(ctrl.fd);
         if (!answer[2].empty())
@@ -100,7 +103,8 @@ struct FtpServer {
     int64_t received = 0;
 };
 
-/// Notes each report: r(unning) or f(inal), the bytes of the commands sent before, the verdict.
+/// Notes each report: r(unning) or f(inal), the bytes of the commands sent before, the verdict; and
+/// the transfer's s(tart).
 struct Probe : CNetTest_FtpBase {
     Probe() : CNetTest_FtpBase(0, 0) {}
     int reportFtpTestResult(bool running) override {
@@ -109,21 +113,30 @@ struct Probe : CNetTest_FtpBase {
                    outcome(readFile("/tmp/ftpgetrst")).substr(0, 1);
         return 0;
     }
+    int onTranExStart(const timeval* start) override {
+        reports += start == &m_tvTranStart && ka_tv_isset(*start) ? " s" : " early";
+        return 0;
+    }
     std::string reports;
 };
 
 class FtpRun : public OwnHost {
   protected:
-    /// Runs a test: "get", "put" or both, and "pasv", "port", both or none; the record's outcome.
+    /// Runs a test: "get", "put" or both, "pasv", "port", both or none, "again" for the object of
+    /// the run before, "nowhere" for a name that does not resolve; the record's outcome.
     std::string run(const Script& script, const std::string& what, bool cut = false) {
         FtpServer server(script, config.use_inet6 != 0 ? AF_INET6 : AF_INET, cut);
-        test = std::make_unique<Probe>();
-        ka_copy_text(config.host_name, config.use_inet6 != 0 ? "::1" : "127.0.0.1");
+        const auto asked = [&](const char* word) { return what.find(word) < what.size(); };
+        if (!asked("again"))
+            test = std::make_unique<Probe>();
+        ka_copy_text(config.host_name, asked("nowhere")        ? "no.such."
+                                       : config.use_inet6 != 0 ? "::1"
+                                                               : "127.0.0.1");
         config.ctrl_port = server.listener.port();
-        config.do_get = what.find("get") < what.size();
-        config.do_put = what.find("put") < what.size();
-        config.use_pasv = what.find("pasv") < what.size();
-        config.use_port = what.find("port") < what.size();
+        config.do_get = asked("get");
+        config.do_put = asked("put");
+        config.use_pasv = asked("pasv");
+        config.use_port = asked("port");
         test->m_stFtpBaseConfig = config;
         shell("rm -f /tmp/ftp???rst");
         {
@@ -132,11 +145,13 @@ class FtpRun : public OwnHost {
                 test->startTest();
                 test->onMainLoop();
             });
+            shutdown(server.listener.sock.get(), SHUT_RDWR);  // whether anybody came or not
             EXPECT_TRUE(test->m_sockeData == -1 && test->m_sockeListen == -1);
             ka_close_socket(test->m_sockeCtrl);
         }
         heard = server.heard;
         received = server.received;
+        port = server.port;
         return outcome(readFile(config.do_get != 0 ? "/tmp/ftpgetrst" : "/tmp/ftpputrst"));
     }
 
@@ -146,6 +161,7 @@ class FtpRun : public OwnHost {
     std::string heard;
     std::string trace;
     int64_t received = 0;
+    int port = 0;  ///< that the client announced
 };
 
 const std::string login = "USER u\r\nPASS p\r\nTYPE I\r\n";
@@ -153,83 +169,94 @@ const std::string login = "USER u\r\nPASS p\r\nTYPE I\r\n";
 }  // namespace
 
 TEST_F(FtpRun, ReadsReplies) {
-    // The result, the bytes consumed, and what arrives, one read a field.
+    // The row's name, the result, the bytes consumed, and what arrives, one read a field.
     for (const Row& c : table(R"(
-        11 | 11 | 220 ready\r\n | 221 next\r\n
-        11 | 11 | 220\tready\r\n
-        14 | 14 | 220-a\r\n220 b\r\n
-        9  | 9  | 220 a\0b\r\n
-        7  | 14 | 220-a\r\n | 220 b\r\n
-        13 | 18 | 150-a\r\n226 Do | ne \r\n
-        16 | 26 | 150-a\r\n226-bcdef | g\r\n226 z\r\n
-        5  | 14 | 220 a | \r\n220-a\r\n
-        3  | 13 | 220 | -\r\n | 220 x\r\n
-        -1 | 2  | 22 | 0 a\r\n
-        -1 | 9  | 220-a\r\n22
-        -1 | 11 | 230-a\r\n | \sb\r\n | 230 OK\r\n
-        -1 | 7  | 2x0 a\r\n
-        -1 | 7  | 22/ a\r\n
-        -1 | 1023 | 220 <2000 x>
-        -1 | 0  |)")) {
+        two in one read      | 21 | 21 | 220 ready\r\n221 next\r\n
+        the next one stays   | 11 | 11 | 220 ready\r\n | 221 next\r\n
+        a tab                | 11 | 11 | 220\tready\r\n
+        two lines            | 14 | 14 | 220-a\r\n220 b\r\n
+        NUL                  | 9  | 9  | 220 a\0b\r\n
+        a read each line     | 7  | 14 | 220-a\r\n | 220 b\r\n
+        a line in two reads  | 13 | 18 | 150-a\r\n226 Do | ne \r\n
+        the middle in two    | 16 | 26 | 150-a\r\n226-bcdef | g\r\n226 z\r\n
+        a later line goes on | 5  | 14 | 220 a | \r\n220-a\r\n
+        cut behind the code  | 3  | 13 | 220 | -\r\n | 220 x\r\n
+        cut in the code      | -1 | 2  | 22 | 0 a\r\n
+        cut in the next code | -1 | 9  | 220-a\r\n22
+        a line without code  | -1 | 11 | 230-a\r\n | \sb\r\n | 230 OK\r\n
+        no digit             | -1 | 7  | 2x0 a\r\n
+        below the digits     | -1 | 7  | 22/ a\r\n
+        above the digits     | -1 | 7  | 2:0 a\r\n
+        a line without end   | -1 | 1023 | 220 <2000 x>
+        nothing              | -1 | 0  |)")) {
+        SCOPED_TRACE(c[0]);
         int ends[2];
         ASSERT_EQ(0, socketpair(AF_UNIX, SOCK_SEQPACKET, 0, ends));  // it keeps the pieces apart
         const CDescriptor peer(ends[1]);
         CNetTest_FtpBase ftp(0, 0);
         ftp.m_sockeCtrl = ends[0];
-        for (size_t i = 2; i < c.size(); ++i)
+        for (size_t i = 3; i < c.size(); ++i)
             send(peer.get(), c[i].data(), c[i].size(), 0);
         char text[1024] = "old";
-        EXPECT_EQ(c[0], std::to_string(ftp.recvFtpCtrl(50000, text, sizeof(text)))) << c[2];
-        EXPECT_EQ(c[1], std::to_string(ftp.m_iCtrlRecvSize)) << c[2];
-        EXPECT_EQ(c[2].substr(0, 1023).c_str(), std::string(text));
+        EXPECT_EQ(c[1], std::to_string(ftp.recvFtpCtrl(50000, text, sizeof(text))));
+        EXPECT_EQ(c[2], std::to_string(ftp.m_iCtrlRecvSize));
+        EXPECT_EQ(c[3].substr(0, 1023).c_str(), std::string(text));
     }
 }
 
 TEST_F(FtpRun, OneAnswerChanged) {
-    // What is run ("whole": it is not the same with answers in pieces), the outcome, the last
-    // command before QUIT, the command whose answer is changed, the answer.
+    // The row's name, what is run ("whole": it is not the same with answers in pieces), the
+    // outcome, the last command before QUIT, the command whose answer is changed, the answer.
     for (const Row& c : table(R"(
-        get pasv       | 6 666666 100000 | RETR /f | QUIT | 221 bye\r\n
-        get pasv       | 6 666666 100000 | RETR /f | USER | 230 in\r\n
-        get pasv       | 6 666666 100000 | RETR /f | TYPE |
-        get pasv       | 6 666666 100000 | RETR /f | SIZE | 550 no\r\n
-        get pasv       | 5 666665 100000 | RETR /f | SIZE | 213 100001\r\n
-        get pasv port  | 6 666666 100000 | RETR /f | PASV | 502 no\r\n
-        get pasv       | 6 666666 100000 | RETR /f | RETR | 110 m\r\n           | <100000 d> | closes | 226 ok\r\n
-        get pasv whole | 6 666666 100000 | RETR /f | RETR | 150-a\r\n150 b\r\n  | <100000 d> | closes | 226 ok\r\n
-        get pasv whole | 6 666666 100000 | RETR /f | RETR | 150 a\r\n226 b\r\n  | <100000 d> | closes |
-        get pasv       | 6 666666 100000 |         | RETR | 150 a\r\n           | <100000 d> | leaves |
-        get pasv       | 6 666666 100000 | RETR /f | RETR | 150 a\r\n           | <100000 d> | late   | 226 b\r\n
-        get pasv       | 5 666665 5      | RETR /f | RETR | 150 a\r\n           | ddddd      | resets | 426 no\r\n
-        get pasv       | 5 666665 5      | RETR /f | RETR | 150 a\r\n           | ddddd      | holds  |
-        get pasv       | 5 666540 0      | RETR /f | RETR | 151 odd\r\n
-        get port whole | 5 666650 0      | RETR /f | RETR | 150 but nobody comes\r\n
-        get pasv       | 5 650000 0      | -       |      | hello\r\n
-        get pasv       | 5 665000 0      | USER u  | USER | 530 no\r\n
-        get pasv       | 5 665000 0      | PASS p  | PASS | 331 again\r\n
-        get pasv       | 5 665400 0      | PASV    | PASV | 227 Entering passive mode (127,0,0,1,1,1)\r\n
-        get port       | 5 665400 0      | PORT 1  | PORT | 500 no\r\n
-        get pasv       | 5 666450 0      | SIZE /f | PASV | 227 Entering Passive Mode (127,0,0,1,0,1)\r\n
-        get            | 5 666450 0      | SIZE /f | QUIT | 221 bye\r\n
-        put pasv       | 6 666666 1048576 | STOR /f | QUIT | 221 bye\r\n
-        put pasv       | 5 666540 0      | STOR /f | STOR | 200 odd\r\n
-        put            | 5 666665 0      | STOR /f | STOR | 150 but no data connection\r\n)")) {
+        nothing          | get pasv       | 6 666666 100000 | RETR /f | QUIT | 221 bye\r\n
+        no password      | get pasv       | 6 666666 100000 | RETR /f | USER | 230 in\r\n
+        TYPE unanswered  | get pasv       | 6 666666 100000 | RETR /f | TYPE |
+        no size          | get pasv       | 6 666666 100000 | RETR /f | SIZE | 550 no\r\n
+        a byte missing   | get pasv       | 5 666665 100000 | RETR /f | SIZE | 213 100001\r\n
+        a run again      | get pasv again | 6 666666 100000 | RETR /f | QUIT | 221 bye\r\n
+        no PASV          | get pasv port  | 6 666666 100000 | RETR /f | PASV | 502 no\r\n
+        marker 110       | get pasv       | 6 666666 100000 | RETR /f | RETR | 110 m\r\n           | <100000 d> | closes | 226 ok\r\n
+        two lines        | get pasv whole | 6 666666 100000 | RETR /f | RETR | 150-a\r\n150 b\r\n  | <100000 d> | closes | 226 ok\r\n
+        150 with 226     | get pasv whole | 6 666666 100000 | RETR /f | RETR | 150 a\r\n226 b\r\n  | <100000 d> | closes |
+        control ends     | get pasv       | 6 666666 100000 |         | RETR | 150 a\r\n           | <100000 d> | leaves |
+        226 before data  | get pasv       | 6 666666 100000 | RETR /f | RETR | 150 a\r\n           | <100000 d> | late   | 226 b\r\n
+        data reset       | get pasv       | 5 666665 5      | RETR /f | RETR | 150 a\r\n           | ddddd      | resets | 426 no\r\n
+        data stalls      | get pasv       | 5 666665 5      | RETR /f | RETR | 150 a\r\n           | ddddd      | holds  |
+        RETR 151         | get pasv       | 5 666540 0      | RETR /f | RETR | 151 odd\r\n
+        nobody connects  | get port whole | 5 666650 0      | RETR /f | RETR | 150 go\r\n
+        no address       | get nowhere    | 5 500000 0      |         |      |
+        no greeting      | get pasv       | 5 650000 0      | -       |      | hello\r\n
+        user refused     | get pasv       | 5 665000 0      | USER u  | USER | 530 no\r\n
+        password refused | get pasv       | 5 665000 0      | PASS p  | PASS | 331 again\r\n
+        odd PASV text    | get pasv       | 5 665400 0      | PASV    | PASV | 227 Entering passive mode (127,0,0,1,1,1)\r\n
+        PORT refused     | get port       | 5 665400 0      | PORT 1  | PORT | 500 no\r\n
+        nobody listens   | get pasv       | 5 666450 0      | SIZE /f | PASV | 227 Entering Passive Mode (127,0,0,1,0,1)\r\n
+        no data mode     | get            | 5 666450 0      | SIZE /f | QUIT | 221 bye\r\n
+        an upload        | put pasv       | 6 666666 1048576 | STOR /f | QUIT | 221 bye\r\n
+        STOR 200         | put pasv       | 5 666540 0      | STOR /f | STOR | 200 odd\r\n
+        nowhere to put   | put            | 5 666665 0      | STOR /f | STOR | 150 but no data connection\r\n)")) {
         for (const bool cut : {false, true}) {
-            if (cut && c[0].find("whole") != std::string::npos)
+            if (cut && c[1].find("whole") != std::string::npos)
                 continue;
-            EXPECT_EQ(c[1], run(with(c[3], Row(c.begin() + 4, c.end())), c[0], cut)) << c[4] << cut;
+            SCOPED_TRACE(c[0] + (cut ? ", in pieces" : ""));
+            const timeval start = ka_now();
+            EXPECT_EQ(c[2], run(with(c[4], Row(c.begin() + 5, c.end())), c[1], cut));
+            EXPECT_LT(ka_tv_span_msecs(start, ka_now()), 8000);  // the server's patience is longer
             const std::string commands = "\r\n-\r\n" + heard;
             const size_t last = commands.rfind("\r\n", commands.size() - 9) + 2;
-            EXPECT_EQ(c[2], commands.substr(last, c[2].size())) << c[4] << heard;
+            EXPECT_EQ(c[3], commands.substr(last, c[3].size())) << heard;
         }
     }
 }
 
 TEST_F(FtpRun, TheCourseOfADownload) {
-    const Row slow = {"150 a\r\n", "d\1d\1d\1d\1d\1d\1d\1d\1d\1d\1d\1d", "closes"};
+    const Row slow = {"150 a\r\n",
+                      "dd<pause 220>dd<pause 220>dd<pause 220>dd<pause 220>dd<pause 220>dd",
+                      "closes"};
     EXPECT_EQ("6 666666 12", run(with("RETR", slow, with("SIZE", {"213 12\r\n"})), "get pasv"));
     EXPECT_EQ(login + "PASV\r\nSIZE /f\r\nRETR /f\r\nQUIT\r\n", heard);
-    EXPECT_EQ(" r0:4 r48:4 f54:6", test->reports);  // one as data flows, the last when all is said
+    EXPECT_EQ(" r0:4 s r48:4 f54:6",
+              test->reports);  // one as data flows, the last when all is said
     for (const char* marks :
          {"in 6\n", "in 7\nin 8\nin 9\nin 10\nin 11\nin 12\nin 13\nin 14\nin 15\n",
           "in 21\nin 23\nin 16\nin 17\nin 18\n", "at the end\n"})
@@ -265,6 +292,7 @@ TEST_F(FtpRun, ActiveMode) {
     EXPECT_EQ("6 666666 100000", run(good, "get pasv"));
     EXPECT_EQ("6 666666 1048576", run(good, "put port"));
     EXPECT_NE(std::string::npos, heard.find("EPRT |2|::1|"));
+    EXPECT_GT(port, 1023);  // one that was free
 }
 
 TEST_F(FtpRun, A226ThatOvertakesTheData) {
@@ -287,6 +315,7 @@ TEST_F(FtpRun, Uploads) {
         -1                   | 4294967295
         -9223372036854775808 | 2147483648
         5000000000           | 5000000000)")) {
+        SCOPED_TRACE(c[0]);
         config.put_size = ka_text_to_int64(c[0].c_str());
         EXPECT_EQ("5 666500 0", run(with("ALLO", {"550 full\r\n"}), "put pasv"));
         EXPECT_LT(heard.find("ALLO " + c[1] + "\r\n"), heard.size());

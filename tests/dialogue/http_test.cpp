@@ -1,34 +1,43 @@
 // Whole HTTP runs against a scripted server.
 #include "httptest/cnettest_httpbase.h"
+
+#include <csignal>
+
 #include "netbase/support/textvalue.h"
 #include "tests/support/testbed.h"
 
 namespace {
 
-/// Keeps the last record of a running test, and may end the test when its transfer starts.
+/// Notes each report, with an "r" while the test runs. May end the test when its transfer starts,
+/// and does when it is sent to ".../exit".
 struct Probe : CNetTest_HttpBase {
     Probe() : CNetTest_HttpBase(0, 0) {}
     int onTranExStart(const timeval*) override {
         g_bNetAppExitFlag = raiseExit;
         return 0;
     }
+    int onHttpResetEx(const char* url) override {
+        g_bNetAppExitFlag = g_bNetAppExitFlag || std::string(url).find("/exit") < 99;
+        return 0;
+    }
     int reportHttpTestResult(bool running) override {
         CNetTest_HttpBase::reportHttpTestResult(running);
-        if (running)
-            live = outcome(readFile("/tmp/httpdata"));
+        reports += (running ? " r" : " ") + outcome(readFile("/tmp/httpdata")).substr(2);
         return 0;
     }
     bool raiseExit = false;
-    std::string live;
+    std::string reports;
 };
 
 class HttpRun : public OwnHost {
   protected:
     /// Runs a test against a server that gives one response a connection ("PORT" in it is its port)
-    /// and then "closes", "resets" or "holds" it; the outcome of the record, with c(losed) or
-    /// e(rror).
+    /// and then "closes", "resets" or "holds" it, or "interrupts" the client before it and holds it
+    /// then; the outcome of the record, with c(losed) or e(rror).
     std::string run(const Row& responses, const std::string& end, bool cut = false) {
         Listener listener;
+        std::signal(SIGALRM, [](int) {});
+        const pthread_t client = pthread_self();
         requests.clear();
         port = std::to_string(listener.port());
         const auto server = std::async(std::launch::async, [&] {
@@ -37,8 +46,12 @@ class HttpRun : public OwnHost {
                     response.replace(at, 4, port);
                 Connection c = listener.accept();
                 requests += c.readUntil("\r\n\r\n");
+                if (end == "interrupts") {
+                    usleep(20000);
+                    pthread_kill(client, SIGALRM);
+                }
                 c.say(response, cut);
-                if (end == "holds")
+                if (end == "holds" || end == "interrupts")
                     c.readUntil("never");
                 if (end == "resets")
                     c.reset();
@@ -71,40 +84,44 @@ const std::string hello = ok + "Content-Length: 5\r\n\r\nhello";
 }  // namespace
 
 TEST_F(HttpRun, Outcomes) {
-    // What the server does at the end, the outcome, a mark ("w": the response must come whole, "s":
-    // the client is to give up soon), and the responses.
+    // The row's name, what the server does at the end, the outcome, a mark ("whole": it is not the
+    // same with responses in pieces, "soon": the client is to give up soon), and the responses.
     for (const Row& c : table(R"(
-        holds  | 6 6666 5  |   | HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nhello
-        holds  | 6 6666 5  |   | HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\n\1hello
-        holds  | 6 6666 0  |   | HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n
-        closes | 6 6666 5  |   | HTTP/1.1 200 OK\r\n\r\nhel\1lo
-        holds  | 6 6666 5  | w | HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nhello
-        closes | 5 6665 5c |   | HTTP/1.1 200 OK\r\nContent-Length: 5000000000\r\n\r\nhello
-        resets | 5 6665 5e |   | HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nhello\1
-        closes | 5 6650 0c |   | HTTP/1.1 200 OK\r\nContent-
-        resets | 5 6650 0e |   | HTTP/1.1 200 OK\r\n\1
-        holds  | 5 6650 0  | s |
-        holds  | 5 6650 0  | s | HTTP/1.1 200 OK\r\na\0b\r\n\r\n
-        holds  | 6 6666 2  |   | HTTP/1.1 404 No\r\nContent-Length: 2\r\n\r\nno
-        closes | 6 6666 3  |   | nonsense\r\n\r\nabc
-        closes | 6 6666 2  |   | HTTP/1.1 301 M\r\nLocation: http://127.0.0.1:PORT/c\r\n\r\n | HTTP/1.1 200 OK\r\n\r\nhi
-        closes | 6 6666 2  | w | HTTP/1.1 302 M\r\nLocation: http://127.0.0.1:PORT/c\r\n\r\nbody | HTTP/1.1 200 OK\r\n\r\nhi
-        closes | 6 6666 4  | w | HTTP/1.1 302 M\r\nContent-Length: 0\r\nLocation: http://127.0.0.1:PORT/c\r\n\r\n\1body
-        holds  | 6 6666 2  |   | HTTP/1.1 307 M\r\nContent-Length: 4\r\nLocation: http://127.0.0.1:PORT/c\r\n\r\nbody | HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nhi
-        closes | 6 6666 0  |   | HTTP/1.1 200 OK\r\nLocation: http://x/\r\nContent-Length: 0\r\n\r\n
-        closes | 5 5000 0  |   | HTTP/1.1 301 M\r\nLocation: /c\r\n\r\n)")) {
-        const Row responses(c.begin() + 3, c.end());
-        config.head_timeout = c[2] == "s" ? timeval{0, 200000} : timeval{20, 0};
+        a body          | holds  | 6 6666 5  |       | HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nhello
+        head alone      | holds  | 6 6666 5  |       | HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\n<pause 100>hello
+        a signal        | interrupts | 6 6666 5 |    | HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nhello
+        empty body      | holds  | 6 6666 0  |       | HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n
+        no length       | closes | 6 6666 5  |       | HTTP/1.1 200 OK\r\n\r\nhel<pause 100>lo
+        more than said  | holds  | 6 6666 5  | whole | HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nhello
+        body cut        | closes | 5 6665 5c |       | HTTP/1.1 200 OK\r\nContent-Length: 5000000000\r\n\r\nhello
+        body reset      | resets | 5 6665 5e |       | HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nhello<pause 100>
+        head cut        | closes | 5 6650 0c |       | HTTP/1.1 200 OK\r\nContent-
+        head reset      | resets | 5 6650 0e |       | HTTP/1.1 200 OK\r\n<pause 100>
+        no answer       | holds  | 5 6650 0  | soon  |
+        NUL in the head | holds  | 5 6650 0  | soon  | HTTP/1.1 200 OK\r\na\0b\r\n\r\n
+        404             | holds  | 6 6666 2  |       | HTTP/1.1 404 No\r\nContent-Length: 2\r\n\r\nno
+        no HTTP at all  | closes | 6 6666 3  |       | nonsense\r\n\r\nabc
+        301             | closes | 6 6666 2  |       | HTTP/1.1 301 M\r\nLocation: http://127.0.0.1:PORT/c\r\n\r\n | HTTP/1.1 200 OK\r\n\r\nhi
+        302 with body   | closes | 6 6666 2  | whole | HTTP/1.1 302 M\r\nLocation: http://127.0.0.1:PORT/c\r\n\r\nbody | HTTP/1.1 200 OK\r\n\r\nhi
+        its body later  | closes | 6 6666 4  | whole | HTTP/1.1 302 M\r\nContent-Length: 0\r\nLocation: http://127.0.0.1:PORT/c\r\n\r\n<pause 100>body
+        307 with body   | holds  | 6 6666 2  |       | HTTP/1.1 307 M\r\nContent-Length: 4\r\nLocation: http://127.0.0.1:PORT/c\r\n\r\nbody | HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nhi
+        200 Location    | closes | 6 6666 0  |       | HTTP/1.1 200 OK\r\nLocation: http://x/\r\nContent-Length: 0\r\n\r\n
+        no host         | closes | 5 5000 0  |       | HTTP/1.1 301 M\r\nLocation: /c\r\n\r\n
+        ended meanwhile | closes | 5 4000 0  |       | HTTP/1.1 301 M\r\nLocation: http://127.0.0.1:PORT/exit\r\n\r\n)")) {
+        const Row responses(c.begin() + 4, c.end());
+        config.head_timeout = c[3] == "soon" ? timeval{0, 200000} : timeval{20, 0};
         for (const bool cut : {false, true}) {
-            if (cut && c[2] == "w")
+            if (cut && c[3] == "whole")
                 continue;
-            EXPECT_EQ(c[1], run(responses, c[0], cut)) << responses[0] << cut;
+            SCOPED_TRACE(c[0] + (cut ? ", in pieces" : ""));
+            EXPECT_EQ(c[2], run(responses, c[1], cut));
+            g_bNetAppExitFlag = false;
         }
     }
 }
 
 TEST_F(HttpRun, RequestsAndTraces) {
-    run({"\1HTTP/1.1 302 Found\r\nLocation: http://127.0.0.1:PORT/c\r\n\r\n",
+    run({"<pause 100>HTTP/1.1 302 Found\r\nLocation: http://127.0.0.1:PORT/c\r\n\r\n",
          "HTTP/1.1 308 P\r\nLocation: https://127.0.0.1:PORT/x?y=1#z\r\nContent-Length: 0\r\n\r\n",
          hello},
         "closes");
@@ -135,9 +152,10 @@ TEST_F(HttpRun, GrowsTheBufferForALongHeadUpToItsBound) {
 
 TEST_F(HttpRun, SamplesEverySecond) {
     const std::string k10(10000, 'x');
-    EXPECT_EQ("6 6666 30000",
-              run({ok + "\1\r\n" + k10 + std::string(13, '\1') + k10 + "\1" + k10}, "closes"));
-    EXPECT_EQ("4 6664 20000", test->live);
+    EXPECT_EQ(
+        "6 6666 30000",
+        run({ok + "<pause 100>\r\n" + k10 + "<pause 1300>" + k10 + "<pause 100>" + k10}, "closes"));
+    EXPECT_EQ(" r0000 0 r6400 0 r6640 0 r6664 20000 6666 30000", test->reports);
     EXPECT_GE(ka_tv_span_msecs(test->m_tvTranStart, test->m_tvHeadEnd), 90);
     EXPECT_NEAR(30000 / 1.4, static_cast<double>(test->m_iAvgSpeed), 6000);
 }
@@ -152,6 +170,12 @@ TEST_F(HttpRun, RecordsOfFailures) {
     raiseExit = true;
     EXPECT_EQ("5 6664 5", run({ok + "\r\nhello"}, "holds"));
     EXPECT_EQ("5 0000 0", run({}, "holds"));  // it stays raised
+    int error = 0;
+    char buf[9];
+    test->m_sockeHttp = 999;
+    EXPECT_EQ(-1, test->recvHttpReply(&config.head_timeout, buf, sizeof(buf), nullptr, &error));
+    EXPECT_EQ(1, error);
     shell("rm /tmp/httpdata; mkdir /tmp/httpdata");
-    EXPECT_EQ("File error setup save!\n", printed([&] { test->reportHttpTestResult(false); }));
+    EXPECT_EQ("File error setup save!\n",
+              printed([&] { test->CNetTest_HttpBase::reportHttpTestResult(false); }));
 }

@@ -20,9 +20,15 @@ bool isReadable(int fd) {
     return ka_read_wait(fd, &limit) == 1;
 }
 
+/// The language of a table, and of what scripted servers say:
+///     row   = field { "|" field }        a line; blanks around a field are cut off
+///     field = { byte | "\" mark | "<" count " " byte ">" | pause }
+///     mark  = "r" | "n" | "t" | "s" | "0"        CR, LF, tab, blank, NUL
+///     pause = "<pause " milliseconds ">"
+/// "<63 x>" is 63 times "x". A pause stays in the text: Connection::say makes it.
 std::string unescape(std::string text) {
-    const std::string marks = "rnts01";
-    const std::string meant("\r\n\t \0\1", 6);
+    const std::string marks = "rnts0";
+    const std::string meant("\r\n\t \0", 5);
     for (size_t at = 0; (at = text.find('\\', at)) != std::string::npos; ++at) {
         if (const size_t mark = marks.find(text[at + 1]); mark != std::string::npos)
             text.replace(at, 2, 1, meant[mark]);
@@ -141,15 +147,19 @@ std::string Connection::readUntil(const std::string& end) {
     return text;
 }
 
-void Connection::say(std::string text, bool cut) {
+void Connection::say(std::string_view text, bool cut) {
+    constexpr std::string_view pause = "<pause ";
     const int on = 1;
     setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof(on));
     for (size_t piece = cut ? 4 : text.size(); !text.empty(); piece = cut ? 1 : text.size()) {
-        const size_t size = std::min({text.find('\1'), piece, text.size()});
+        const size_t size = std::min({text.find(pause), piece, text.size()});
         send(fd, text.data(), size, MSG_NOSIGNAL);
-        const bool pause = text[size] == '\1';
-        usleep(pause ? 100000 : cut ? 2000 : 0);
-        text.erase(0, size + (pause ? 1 : 0));
+        text.remove_prefix(size);
+        usleep(cut ? 2000 : 0);
+        if (text.substr(0, pause.size()) == pause) {
+            usleep(1000 * static_cast<unsigned>(std::stoi(std::string(text.substr(pause.size())))));
+            text.remove_prefix(text.find('>') + 1);
+        }
     }
 }
 

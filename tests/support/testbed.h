@@ -7,6 +7,7 @@
 #include <functional>
 #include <future>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "netbase/port/sockaddr.h"
@@ -39,8 +40,8 @@ in6_addr ip6(const char* text);
 std::string outcome(const std::string& record);
 
 using Row = std::vector<std::string>;
-/// A table written as text: a row a line, fields between "|". Blanks around a field are cut off;
-/// "\r", "\n", "\t", "\s" (blank), "\0" and "\1" stand for themselves, "<63 x>" for 63 times "x".
+/// A table written as text, a row a line, fields between "|"; its language is explained where it is
+/// taken apart. Tables whose rows are runs begin with a row's name, which a failure shows.
 std::vector<Row> table(const std::string& text);
 
 /// A heap block of exactly its size, so that AddressSanitizer sees a byte too many.
@@ -56,8 +57,8 @@ struct Connection {
     ~Connection() { ka_close_socket(fd); }
     /// Reads until the bytes end with `end` or the connection does.
     std::string readUntil(const std::string& end);
-    /// Sends it all; "\1" is a pause. `cut`: byte by byte after the first four.
-    void say(std::string text, bool cut = false);
+    /// Sends it all; "<pause 100>" is a pause of 100 ms. `cut`: byte by byte after the first four.
+    void say(std::string_view text, bool cut = false);
     /// Closes with a reset instead of an orderly end.
     void reset();
 

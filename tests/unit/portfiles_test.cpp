@@ -15,7 +15,11 @@ class PortFiles : public OwnHost {
         char value[128];
         return port.readSysCtrlConf(file, value) == 0 ? value : std::string("-") + value;
     }
-    CNetTest port{0, 0};
+    struct Port : CNetTest {
+        using CNetBase::readConfINET4Addr;
+        using CNetBase::readConfINET6Addr;
+        using CNetTest::CNetTest;
+    } port{0, 0};
     const std::string dir = port.m_szSysCtrlDir;
 };
 
@@ -25,6 +29,11 @@ TEST_F(PortFiles, AttributesAreFoundBehindBlankLinesOnly) {
     writePortFile("a", "\r\n \t\no='1'\n" + std::string(300, ' ') + "\ntype='ether'\ntype='x'\n");
     EXPECT_EQ("ether", attr("a", "type"));
     EXPECT_EQ("--", attr("a", "typ") + attr("none", "type"));
+    const std::string longest(127, 'v');  // what every buffer must hold
+    EXPECT_EQ(0, port.writeSysCtrlAttr("a", "k", longest.c_str()));
+    EXPECT_EQ(longest, attr("a", "k"));
+    EXPECT_EQ(0, port.writeSysCtrlAttr("a", longest.c_str(), "x"));
+    EXPECT_EQ("x", attr("a", longest.c_str()));
     writePortFile("dev-type", "# no comments\ntype='ether'\n");
     writePortFile("net-type", "type='inet4-dhcp'\n");
     EXPECT_EQ("m_szBindDevName is \n", printed([&] { EXPECT_EQ(0, port.init()); }));
@@ -51,4 +60,8 @@ TEST_F(PortFiles, WritingReplacesTheContentOrLeavesIt) {
         writePortFile("c", c[0]);
         EXPECT_EQ(c[1], conf("c"));
     }
+    in_addr addr4{1};
+    in6_addr addr6 = in6addr_loopback;
+    EXPECT_EQ(0, port.readConfINET4Addr("c", &addr4) + port.readConfINET6Addr("c", &addr6));
+    EXPECT_EQ(0, addr4.s_addr + addr6.s6_addr[15]);
 }
