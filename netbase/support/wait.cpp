@@ -1,3 +1,6 @@
+// Some glibc's fortified ppoll takes 32-bit times, whatever _TIME_BITS says.
+#undef _FORTIFY_SOURCE
+
 #include "netbase/support/wait.h"
 
 #include <cerrno>
