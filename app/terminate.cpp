@@ -1,5 +1,5 @@
-// The end of a program by an exception that nobody catches: there are none of ours, and to print the
-// name of one the C++ runtime would bring 50 KiB along.
+// The end of a program by an exception that nobody catches: there are none of ours, and to print
+// the name of one the C++ runtime would bring 50 KiB along.
 #include <cstdlib>
 #include <exception>
 
