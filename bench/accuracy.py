@@ -38,6 +38,11 @@ class Link(threading.Thread):
         """The payload counted by a time."""
         return next((bytes_ for t, bytes_ in self.marks if t >= when), self.marks[-1][1])
 
+    def next(self, when):
+        """When the count moved for the first time after a time."""
+        before = self.at(when)
+        return next((t for t, bytes_ in self.marks if t >= when and bytes_ > before), when)
+
     def span(self):
         """When the bulk began and ended: the first and the last time the count moved by much."""
         moves = [b[0] for a, b in zip(self.marks, self.marks[1:]) if b[1] - a[1] > 500]
@@ -46,15 +51,15 @@ class Link(threading.Thread):
 
 def shape(mbit):
     # A queue that never overflows: what is lost would show as a stall, which is not the record's doing.
-    burst = max(5000, mbit * 1250)  # 10 ms, or some packets
+    burst = max(5000, int(mbit * 1250))  # 10 ms, or some packets
     for prefix, dev in (([], "near"), (["ip", "netns", "exec", "far"], "away")):
         subprocess.run([*prefix, "tc", "qdisc", "replace", "dev", dev, "root", "tbf", "rate", f"{mbit}mbit",
                         "burst", str(burst), "limit", "100000000"], check=True)
     return burst
 
 
-def measure(kind, size):
-    """Runs a test; its record, its traces, and the link."""
+def measure(kind, size, meanwhile=None):
+    """Runs a test, and meanwhile something else; its record, its traces, and the link."""
     if kind != "put":
         os.truncate("/tmp/srv/file", size)
     elif os.path.exists("/tmp/srv/pub/up"):
@@ -64,7 +69,10 @@ def measure(kind, size):
                "put": ["-m", "1", "-f", "/pub/up", "-size", str(size), *FTP]}[kind]
     link = Link("tx" if kind == "put" else "rx")
     link.start()
+    other = threading.Thread(target=meanwhile or (lambda: None))
+    other.start()
     traces = subprocess.run([f"{BIN}/net-test", *command], stdout=subprocess.PIPE, text=True).stdout
+    other.join()
     link.over = True
     link.join()
     path = {"http": "/tmp/httpdata", "get": "/tmp/ftpgetrst", "put": "/tmp/ftpputrst"}[kind]
@@ -83,6 +91,41 @@ def check(what, shown, truth, bound):
           f"(bound {bound} %){'' if ok else '  MISSED'}")
 
 
+def samples(record, traces, link, bound):
+    """Holds every sample of an FTP test against the link: when it came, and what it says."""
+    global missed
+    begin, _ = link.span()
+    found = [tuple(map(int, m)) for m in re.findall(
+        r"cur=(\d+), avg=\d+, bytes=\d+, msecs=(\d+)transfer all min is (\d+)", traces)]
+
+    def error(speed, msecs, end, start):
+        truth = (link.at(start + end / 1000) - link.at(start + (end - msecs) / 1000)) * 1000 / msecs
+        return abs(100 * (speed / max(truth, 1) - 1))
+
+    # The test's clock began a little before or after the first bytes were seen: the best fit tells.
+    worst_error, start = min(
+        (max(error(*sample, begin + shift / 1000) for sample in found if sample[1] > 500), begin + shift / 1000)
+        for shift in range(-20, 21)) if bound else (0, begin)
+    worst_delay = max((1000 * (start + end / 1000 - link.next(start + end // 1000))
+                       for _, _, end in found if end < record["trtime"]), default=0)
+    seconds = len({end // 1000 for _, _, end in found if end < record["trtime"]})
+    due = record["trtime"] // 1000
+    ok = worst_error <= (bound or 0) and worst_delay <= 250
+    missed += not ok
+    print(f"    {seconds} samples on the second of {due} due, at most {worst_delay:.0f} ms after data came"
+          + (f", at most {worst_error:.2f} % off (bound {bound} %)" if bound else "")
+          + ("" if ok else "  MISSED"))
+    return seconds, due
+
+
+def all_samples(*arguments):
+    global missed
+    seconds, due = samples(*arguments)
+    if seconds != due:
+        missed += 1
+        print("    samples are missing  MISSED")
+
+
 def download(kind, mbit, size):
     record, traces, link = measure(kind, size)
     begin, end = link.span()
@@ -92,19 +135,43 @@ def download(kind, mbit, size):
     check("maximum", record["maxspeed"], max(seconds), 4)
     print(f"    first second {100 * (seconds[0] / (sum(seconds[1:]) / len(seconds[1:])) - 1):+.2f} % above the others")
     if kind == "get":
-        samples, due = traces.count("speed: "), record["trtime"] // 1000 + 1
-        global missed
-        missed += samples != due
-        print(f"    {samples} samples in {record['trtime']} ms, {due} due")
+        all_samples(record, traces, link, 4)
 
 
 def upload(size, bound):
-    record, _, link = measure("put", size)
+    record, traces, link = measure("put", size)
     begin, end = link.span()
     check("average", record["avgspeed"], (link.at(end) - link.at(begin - 0.01)) / (end - begin), bound)
+    all_samples(record, traces, link, None)
 
 
-for mbit, bound in ((2, 12), (10, 6), (100, 5), (500, 1.5)):
+def changing_link():
+    """100 Mbit/s, 1 for three seconds, and 100 again."""
+    def link(verb, mbit):  # unlike tbf, it keeps what is queued when its rate changes
+        subprocess.run([*far, "class", verb, "dev", "away", "parent", "1:", "classid", "1:1", "htb",
+                        "rate", f"{mbit}mbit", "burst", "5000", "quantum", "1514"], check=True)
+
+    def change():
+        for mbit, pause in ((1, 2.5), (100, 3)):  # in the middle of a second
+            time.sleep(pause)
+            link("change", mbit)
+    far = ["ip", "netns", "exec", "far", "tc"]
+    subprocess.run([*far, "qdisc", "replace", "dev", "away", "root", "handle", "1:", "htb", "default", "1"], check=True)
+    link("add", 100)
+    all_samples(*measure("get", 70000000, change), 4)
+
+
+def stalling_server():
+    """It stops after 2 s, for 3 s. What is not received can't be sampled: a long sample covers it."""
+    def stall():
+        for signal, pause in (("STOP", 2.5), ("CONT", 3)):
+            time.sleep(pause)
+            subprocess.run(["pkill", f"-{signal}", "vsftpd"], check=True)
+    shape(100)
+    samples(*measure("get", 70000000, stall), 4)
+
+
+for mbit, bound in ((2, 6), (10, 2), (100, 1), (500, 1)):
     print(f"{mbit} Mbit/s, a burst of {shape(mbit)} bytes")
     for kind in ("http", "get"):
         print(f"  {kind}, 8 s")
@@ -113,5 +180,9 @@ for mbit, bound in ((2, 12), (10, 6), (100, 5), (500, 1.5)):
     upload(mbit * 1000000, bound)
 shape(20)
 print("20 Mbit/s, put of 8 MiB")
-upload(8 << 20, 10)
+upload(8 << 20, 2)
+print("100, 1 and 100 Mbit/s, get")
+changing_link()
+print("a server that stalls for 3 s, get")
+stalling_server()
 sys.exit(1 if missed else 0)

@@ -1,4 +1,5 @@
 // The timed transfer of an FTP test: the download and upload loops.
+#include <algorithm>
 #include <cerrno>
 
 #include "ftptest/ftpcodes.h"
@@ -88,6 +89,7 @@ int CNetTest_FtpBase::upload(SRun& run) {
     if (m_stFtpBaseConfig.do_put == 0)
         return 0;
     CSendQueue queue(m_sockeData);
+    run.lastSend = ka_now();
     do {
         if (isExecExit())
             return -1;
@@ -100,24 +102,26 @@ int CNetTest_FtpBase::upload(SRun& run) {
     return 0;
 }
 
-/// One pass of the upload: hands over what is left of the current chunk; false when that failed.
+/// One pass of the upload, a fifth of a second at most: hands over what is left of the current
+/// chunk; false when that failed. A kernel that takes nothing is asked again, as long as the
+/// time-out.
 bool CNetTest_FtpBase::sendPart(SRun& run) {
     const SFtpBaseConfig& config = m_stFtpBaseConfig;
     const auto handed_over = static_cast<int>(m_iDataSendSize % config.buff_size);
-    const int sent = sendFtpData(config.data_timeout, run.data.data() + handed_over,
-                                 config.buff_size - handed_over);
+    const int sent = sendFtpData(std::min(config.data_timeout, send_pass_usecs),
+                                 run.data.data() + handed_over, config.buff_size - handed_over);
     const timeval now = ka_now();
-    // A kernel that takes nothing for the length of a pass is asked again, as long as the time-out.
-    const bool took_nothing = sent < 0 && errno == EAGAIN;
-    const timeval idle = ka_tv_diff(now, ka_tv_isset(m_tvTranEnd) ? m_tvTranEnd : m_tvTranStart);
-    if (took_nothing && timeval2usecs(&idle) < config.data_timeout)
-        return true;
+    const timeval idle = ka_tv_diff(now, run.lastSend);
+    const bool took_nothing = sent < 0 && (errno == EAGAIN || errno == ETIMEDOUT);
     m_tvTranEnd = now;
-    if (sent < 0) {
+    if (sent < 0 && (!took_nothing || timeval2usecs(&idle) >= config.data_timeout)) {
         ka_step_fail(m_eStepDataTran, m_bSendError);
         return false;
     }
-    m_iDataSendSize += sent;
+    if (sent > 0) {
+        m_iDataSendSize += sent;
+        run.lastSend = now;
+    }
     sampleTransfer(now);
     return true;
 }

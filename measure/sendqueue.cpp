@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr timeval pass_limit = {0, 200000};
+constexpr timeval pass_limit = {0, send_pass_usecs};
 
 /// The queue holds what is sent in a fiftieth of a second.
 constexpr uint64_t marks_per_second = 50;

@@ -291,6 +291,7 @@ TEST_F(FtpRun, ActiveMode) {
     EXPECT_EQ(login + "PASV\r\nPORT 127,0,0,1,", heard.substr(0, login.size() + 21));
     EXPECT_TRUE(test->m_bPasvFail && !test->m_bPortFail);
     config.use_inet6 = 1;
+    config.ctrl_conn_timeout = config.data_conn_timeout = 0;  // no limit
     EXPECT_EQ("6 666666 100000", run(good, "get pasv"));
     EXPECT_EQ("6 666666 1048576", run(good, "put port"));
     EXPECT_NE(std::string::npos, heard.find("EPRT |2|::1|"));

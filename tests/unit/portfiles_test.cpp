@@ -35,6 +35,8 @@ TEST_F(PortFiles, AttributesAreFoundBehindBlankLinesOnly) {
     EXPECT_EQ("m_szBindDevName is \n", printed([&] { EXPECT_EQ(0, port.init()); }));
     EXPECT_EQ(0, port.saveStatus() | port.debug() | port.CNetBase::onMainLoop() |
                      port.eswitchAllowPort(true) | port.sendMeasResult(0, 0, nullptr, 0));
+    EXPECT_EQ(0, CNetBase::NETIPC_DBGLEVEL | CNetBase::ETHPACKET_DBGLEVEL |
+                     CNetBase::ADDRRES_DBGLEVEL | CNetBase::DNSRES_DBGLEVEL);
     EXPECT_EQ(DEV_TYPE_UNKNOWN, port.m_eDevType);
     EXPECT_EQ(NET_PROTO_INET4_DHCP, port.m_eNetProtoType);
     EXPECT_EQ("net-test\n", readFile("/proc/thread-self/comm"));
