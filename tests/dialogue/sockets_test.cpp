@@ -43,7 +43,8 @@ bool isAt(int sock, const CSockAddr& want) {
 
 TEST_F(Sockets, WaitTakesAnyDescriptor) {
     const rlimit many{4096, 4096};
-    ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &many));
+    if (setrlimit(RLIMIT_NOFILE, &many) != 0)
+        GTEST_SKIP() << "no user of so many descriptors";
     int ends[2];
     ASSERT_EQ(0, pipe(ends));
     const int high = fcntl(ends[0], F_DUPFD, 2000);
@@ -53,8 +54,9 @@ TEST_F(Sockets, WaitTakesAnyDescriptor) {
     EXPECT_EQ(1, ka_read_wait(high, &limit));
     close(high);
     EXPECT_EQ(-1, ka_read_wait(high, &limit));
-    ualarm(50000, 0);
+    ualarm(50000, 50000);  // again and again, should the first come before the wait
     EXPECT_EQ(EWait::interrupted, ka_wait(nullptr, 0, &limit));  // reported, not taken up again
+    ualarm(0, 0);
 }
 
 TEST_F(Sockets, ConnectTellsWhy) {
@@ -72,9 +74,10 @@ TEST_F(Sockets, ConnectTellsWhy) {
                                              {"10.1.0.9", -1, EINTR}}) {
         const CDescriptor sock(port.openINET4Socket(SOCK_STREAM, 0, 0));
         if (limit < 0)
-            ualarm(100000, 0);
+            ualarm(100000, 100000);
         EXPECT_EQ(-1, connectTo(sock.get(), host, 1, limit));
         EXPECT_EQ(error, errno) << host;
+        ualarm(0, 0);
         EXPECT_EQ(0, fcntl(sock.get(), F_GETFL) & O_NONBLOCK);
     }
 }
