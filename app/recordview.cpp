@@ -36,14 +36,14 @@ const char* step_text(int64_t code) {
     }
 }
 
-const char* verdict_text(const SRecord& record) {
+const char* verdict_text(const SRecord& record, bool ended) {
     if (record.isRunning())
-        return "running";
+        return ended ? "unfinished" : "running";
     return record.hasPassed() ? "passed" : "failed";
 }
 
-const char* unsampled_text(const SRecord& record) {
-    if (record.isRunning())
+const char* unsampled_text(const SRecord& record, bool ended) {
+    if (record.isRunning() && !ended)
         return "not sampled yet";
     return record.totdata > 0 ? "too short to be sampled" : "nothing transferred";
 }
@@ -54,6 +54,15 @@ double megabits(int64_t bytes_per_second) {
 
 void append_speed(std::string* text, const char* label, int64_t speed) {
     append(text, "  %-24s %" PRId64 " B/s (%.3f Mbit/s)\n", label, speed, megabits(speed));
+}
+
+/// A value in three digits or four and with the prefix that goes with them.
+void append_prefixed(std::string* text, int64_t value, const char* unit) {
+    auto scaled = static_cast<double>(value);
+    const char* prefix = "\0k\0M\0G\0T\0P";
+    for (; scaled >= 1000 && prefix[0] != 'P'; scaled /= 1000)
+        prefix += 2;
+    append(text, "%.*f %s%s", scaled < 10 ? 2 : (scaled < 100 ? 1 : 0), scaled, prefix, unit);
 }
 
 const char* unit_name(EFigure unit) {
@@ -85,9 +94,9 @@ const SRecordKind& guess_record_kind(std::string_view bytes) {
     return http_record;
 }
 
-std::string describe_record(const SRecordKind& kind, const SRecord& record) {
+std::string describe_record(const SRecordKind& kind, const SRecord& record, bool ended) {
     std::string text;
-    append(&text, "%s: %s\n", kind.title, verdict_text(record));
+    append(&text, "%s: %s\n", kind.title, verdict_text(record, ended));
     for (size_t i = 0; i < kind.stepCount; ++i)
         append(&text, "  %-24s %s\n", kind.steps[i].meaning, step_text(record.steps[i]));
     for (const SRecordFigure& figure : record_figures) {
@@ -99,16 +108,16 @@ std::string describe_record(const SRecordKind& kind, const SRecord& record) {
             append_speed(&text, figure.meaning, value);
     }
     if (record.isUnsampled())
-        append(&text, "  %-24s %s\n", "speed", unsampled_text(record));
+        append(&text, "  %-24s %s\n", "speed", unsampled_text(record, ended));
     if (record.trtime > 0)
-        append_speed(&text, "data / transfer time", record.overallSpeed());
+        append_speed(&text, "overall speed", record.overallSpeed());
     return text;
 }
 
-std::string record_to_json(const SRecordKind& kind, const SRecord& record) {
+std::string record_to_json(const SRecordKind& kind, const SRecord& record, bool ended) {
     std::string text;
     append(&text, "{\"test\": \"%s\", \"verdict\": \"%s\", \"phases\": {", kind.name,
-           verdict_text(record));
+           verdict_text(record, ended));
     for (size_t i = 0; i < kind.stepCount; ++i)
         append(&text, "%s\"%s\": \"%s\"", i > 0 ? ", " : "", kind.steps[i].key,
                step_text(record.steps[i]));
@@ -129,12 +138,17 @@ std::string record_to_json(const SRecordKind& kind, const SRecord& record) {
 }
 
 std::string describe_progress(const SRecordKind& kind, const SRecord& record) {
-    std::string text;
+    const char* phase = kind.title;
     for (size_t i = 0; i < kind.stepCount; ++i) {
         if (record.steps[i] == MEAS_STEP_INPROGRESS)
-            append(&text, "%s: ", kind.steps[i].meaning);
+            phase = kind.steps[i].meaning;
     }
-    append(&text, "%.1f s, %" PRId64 " bytes, %.3f Mbit/s",
-           static_cast<double>(record.trtime) / 1000, record.totdata, megabits(record.curspeed));
+    std::string text = phase;
+    if (record.trtime > 0) {
+        append(&text, ": %.1f s, ", static_cast<double>(record.trtime) / 1000);
+        append_prefixed(&text, record.totdata, "B, ");
+        append_prefixed(&text, record.curspeed * 8, "bit/s, average ");
+        append_prefixed(&text, record.avgspeed * 8, "bit/s");
+    }
     return text;
 }
