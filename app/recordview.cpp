@@ -56,13 +56,17 @@ void append_speed(std::string* text, const char* label, int64_t speed) {
     append(text, "  %-24s %" PRId64 " B/s (%.3f Mbit/s)\n", label, speed, megabits(speed));
 }
 
-/// A value in three digits or four and with the prefix that goes with them.
+/// A value in three digits or four, with the prefix that goes with them.
 void append_prefixed(std::string* text, int64_t value, const char* unit) {
+    constexpr std::array<const char*, 5> prefixes = {"", "k", "M", "G", "T"};
     auto scaled = static_cast<double>(value);
-    const char* prefix = "\0k\0M\0G\0T\0P";
-    for (; scaled >= 1000 && prefix[0] != 'P'; scaled /= 1000)
-        prefix += 2;
-    append(text, "%.*f %s%s", scaled < 10 ? 2 : (scaled < 100 ? 1 : 0), scaled, prefix, unit);
+    size_t i = 0;
+    for (; scaled >= 1000 && i + 1 < prefixes.size(); ++i)
+        scaled /= 1000;
+    int decimals = scaled < 10 ? 2 : 1;
+    if (i == 0 || scaled >= 100)
+        decimals = 0;
+    append(text, "%.*f %s%s", decimals, scaled, prefixes.at(i), unit);
 }
 
 const char* unit_name(EFigure unit) {

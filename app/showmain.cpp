@@ -32,6 +32,8 @@ constexpr int status_no_output = 74;
 constexpr char usage[] =
     "Usage: net-test-show [--json] [--follow] get|put|http|FILE\n"
     "       net-test-show --run [--json] [--traces FILE] -- ARGUMENT...\n"
+    "       net-test-show --help|--version\n";
+constexpr char description[] =
     "Shows the result record of an FTP download, FTP upload or HTTP download of net-test,\n"
     "or the record in a file; or runs net-test with its own arguments and shows how it went.\n"
     "\n"
@@ -40,8 +42,6 @@ constexpr char usage[] =
     "  --json    as a JSON object, the units in the names of its keys\n"
     "  --follow  follow a running test on standard error, then show its result;\n"
     "            the record of an earlier test counts: remove it first\n"
-    "  --help    this text\n"
-    "  --version the version\n"
     "\n"
     "Exit status: 0 passed, 1 failed, 2 still running or left unfinished, 3 no record or\n"
     "not a record, 64 wrong usage, 70 net-test could not be started or broke off, 74 the\n"
@@ -156,16 +156,16 @@ int run_test(const SRequest& request) {
     }
     const std::string failure = test.failure();
     if (test.interruptedBy() != 0)
-        complain("interrupted; what the record held:");
+        complain("interrupted; the record held:");
     else if (!failure.empty())
-        complain("net-test %s; what the record held:", failure.c_str());
+        complain("net-test %s; the record held:", failure.c_str());
 
     int status = status_no_record;
     // A test that was ended while it rewrote its record leaves an empty one.
     if (read_record(path, &reading, &why) || reading.written.tv_sec != 0)
         status = print_record(request, reading, true);
     else
-        complain("%s: %s", path, why.c_str());
+        complain("no record, %s: %s", path, why.c_str());
     if (test.interruptedBy() != 0)
         raise(test.interruptedBy());
     return failure.empty() ? status : status_no_run;
@@ -234,7 +234,7 @@ bool print_about(int argc, char** argv) {
     for (int i = 1; i < argc && argv[i] != std::string_view("--"); ++i) {
         const std::string_view argument(argv[i]);
         if (argument == "--help" || argument == "-h")
-            fputs(usage, stdout);
+            printf("%s%s", usage, description);
         else if (argument == "--version")
             puts("net-test-show " NET_TEST_VERSION);
         else
