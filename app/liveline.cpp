@@ -6,26 +6,6 @@
 #include <algorithm>
 #include <cstdio>
 
-namespace {
-
-/// Columns that a text may fill: the cursor stands behind it, or the terminal would go on to the
-/// next line.
-size_t terminal_columns() {
-    winsize size{};
-    const bool known = ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 1;
-    return known ? size.ws_col - size_t{1} : 79;
-}
-
-/// The parts that fit whole; of the first, what fits.
-std::string fit(const std::string& text, size_t columns) {
-    if (text.size() <= columns)
-        return text;
-    const size_t comma = text.rfind(", ", columns);
-    return text.substr(0, std::min(comma, columns));
-}
-
-}  // namespace
-
 CLiveLine::CLiveLine() : m_isTerminal(isatty(STDERR_FILENO) == 1) {}
 
 CLiveLine::~CLiveLine() {
@@ -33,8 +13,15 @@ CLiveLine::~CLiveLine() {
         show("");
 }
 
-void CLiveLine::show(const std::string& text) {
-    const std::string line = m_isTerminal ? fit(text, terminal_columns()) : text;
+size_t CLiveLine::columns() const {
+    if (!m_isTerminal)
+        return std::string::npos;
+    winsize size{};
+    const bool known = ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 1;
+    return known ? size.ws_col - size_t{1} : 79;
+}
+
+void CLiveLine::show(const std::string& line) {
     if (line == m_shown)
         return;
     if (m_isTerminal) {

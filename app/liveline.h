@@ -3,8 +3,8 @@
 
 #include <string>
 
-/// On a terminal one line on standard error that is rewritten in place, cut to the terminal's
-/// width; elsewhere a line for each change.
+/// On a terminal one line on standard error that is rewritten in place; elsewhere a line for each
+/// change.
 class CLiveLine {
   public:
     CLiveLine();
@@ -14,8 +14,10 @@ class CLiveLine {
     ~CLiveLine();
 
     bool isTerminal() const { return m_isTerminal; }
-    /// Shows a text whose parts, the less important behind, are joined by ", ".
-    void show(const std::string& text);
+    /// Characters that a line may have. The cursor stands behind it, or the terminal would go on to
+    /// the next line.
+    size_t columns() const;
+    void show(const std::string& line);
 
   protected:
     const bool m_isTerminal;

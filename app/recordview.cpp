@@ -1,5 +1,6 @@
 #include "app/recordview.h"
 
+#include <algorithm>
 #include <cinttypes>
 #include <cstdarg>
 #include <cstdio>
@@ -56,8 +57,8 @@ void append_speed(std::string* text, const char* label, int64_t speed) {
     append(text, "  %-24s %" PRId64 " B/s (%.3f Mbit/s)\n", label, speed, megabits(speed));
 }
 
-/// A value in three digits or four, with the prefix that goes with them.
-void append_prefixed(std::string* text, int64_t value, const char* unit) {
+/// A value in three digits or four, with the prefix that goes with it behind `gap`.
+void append_prefixed(std::string* text, int64_t value, const char* gap) {
     constexpr std::array<const char*, 5> prefixes = {"", "k", "M", "G", "T"};
     auto scaled = static_cast<double>(value);
     size_t i = 0;
@@ -66,7 +67,21 @@ void append_prefixed(std::string* text, int64_t value, const char* unit) {
     int decimals = scaled < 10 ? 2 : 1;
     if (i == 0 || scaled >= 100)
         decimals = 0;
-    append(text, "%.*f %s%s", decimals, scaled, prefixes.at(i), unit);
+    append(text, "%.*f%s%s", decimals, scaled, gap, prefixes.at(i));
+}
+
+/// Time, bytes, latest and average speed of a transfer.
+std::string describe_figures(const SRecord& record, bool brief) {
+    constexpr int64_t speed_max = INT64_MAX / 8;
+    const char* gap = brief ? "" : " ";
+    std::string text;
+    append(&text, brief ? "%.0fs " : "%.1f s, ", static_cast<double>(record.trtime) / 1000);
+    append_prefixed(&text, record.totdata, gap);
+    text += brief ? "B " : "B, ";
+    append_prefixed(&text, std::min(record.curspeed, speed_max) * 8, gap);
+    text += brief ? " avg " : "bit/s, average ";
+    append_prefixed(&text, std::min(record.avgspeed, speed_max) * 8, gap);
+    return text + "bit/s";
 }
 
 const char* unit_name(EFigure unit) {
@@ -141,18 +156,18 @@ std::string record_to_json(const SRecordKind& kind, const SRecord& record, bool 
     return text + "}\n";
 }
 
-std::string describe_progress(const SRecordKind& kind, const SRecord& record) {
-    const char* phase = kind.title;
+std::string describe_progress(const SRecordKind& kind, const SRecord& record, size_t columns) {
+    std::string phase = kind.title;
     for (size_t i = 0; i < kind.stepCount; ++i) {
         if (record.steps[i] == MEAS_STEP_INPROGRESS)
             phase = kind.steps[i].meaning;
     }
     std::string text = phase;
-    if (record.trtime > 0) {
-        append(&text, ": %.1f s, ", static_cast<double>(record.trtime) / 1000);
-        append_prefixed(&text, record.totdata, "B, ");
-        append_prefixed(&text, record.curspeed * 8, "bit/s, average ");
-        append_prefixed(&text, record.avgspeed * 8, "bit/s");
+    if (record.trtime > 0)
+        text += ": " + describe_figures(record, false);
+    if (text.size() > columns && record.trtime > 0) {
+        const std::string figures = " " + describe_figures(record, true);
+        text = phase.substr(0, columns - std::min(columns, figures.size())) + figures;
     }
-    return text;
+    return text.substr(0, columns);
 }

@@ -23,5 +23,6 @@ std::string describe_record(const SRecordKind& kind, const SRecord& record, bool
 /// The record as a JSON object, the units in the names of its keys.
 std::string record_to_json(const SRecordKind& kind, const SRecord& record, bool ended);
 
-/// A running record in one short line: phase, time, bytes, latest and average speed.
-std::string describe_progress(const SRecordKind& kind, const SRecord& record);
+/// A running record in one line of at most `columns` characters: phase, time, bytes, latest and
+/// average speed. Where they don't fit in words, the figures stand close and the phase is cut.
+std::string describe_progress(const SRecordKind& kind, const SRecord& record, size_t columns);

@@ -82,7 +82,7 @@ bool follow_record(const char* path, SReading* reading, std::string* why) {
                : patience.timeLeft(&left)) {
         if (found) {
             patience = CDeadline(follow_patience);
-            line.show(describe_progress(*reading->kind, reading->record));
+            line.show(describe_progress(*reading->kind, reading->record, line.columns()));
         }
         ka_wait(nullptr, 0, &follow_pause);
     }
@@ -131,7 +131,7 @@ bool run_to_end(const SRequest& request, CTestProcess* test, SReading* reading, 
     CLiveLine line;
     while (test->wait(run_pause)) {
         if (read_record(reading->kind->path, reading, why) && line.isTerminal())
-            line.show(describe_progress(*reading->kind, reading->record));
+            line.show(describe_progress(*reading->kind, reading->record, line.columns()));
     }
     return true;
 }
