@@ -5,6 +5,8 @@
 #include <new>
 #include <utility>
 
+#include "ftptest/ftprecord.h"
+#include "httptest/httprecord.h"
 #include "netbase/support/textvalue.h"
 
 CNetTest_FtpBase* g_ftpBase = nullptr;
@@ -83,18 +85,26 @@ constexpr SOption options[] = {
     {"-us", set_user}, {"-pw", set_password}, {"-size", set_size},  {"-dns", set_dns},
 };
 
-void apply_option(const char* argument, const char* value, STarget* target) {
+const SOption* find_option(const char* argument) {
     for (const SOption& option : options) {
-        if (std::strstr(argument, option.text) != nullptr) {
-            option.apply(value, target);
-            return;
-        }
+        if (std::strstr(argument, option.text) != nullptr)
+            return &option;
     }
+    return nullptr;
+}
+
+/// The test objects lie here, not in memory that there may be too little of.
+template <typename Test>
+alignas(Test) unsigned char storage[sizeof(Test)];
+
+template <typename Test>
+void create_test(Test*& test) {
+    test = new (storage<Test>) Test(0, 0);
 }
 
 template <typename Test>
-void delete_test(Test*& test) {
-    delete std::exchange(test, nullptr);
+void destroy_test(Test*& test) {
+    std::exchange(test, nullptr)->~Test();
 }
 
 }  // namespace
@@ -111,34 +121,53 @@ void set_test_defaults(SFtpBaseConfig* ftp, SHttpBaseConfig* http) {
     http->conn_timeout = 5000000;
 }
 
-bool scan_options(int argc, const char* const* argv, SFtpBaseConfig* ftp, SHttpBaseConfig* http) {
+bool read_options(int argc, const char* const* argv, SFtpBaseConfig* ftp, SHttpBaseConfig* http) {
     STarget target{ftp, http, false};
-    for (int i = 1; i < argc; ++i) {
-        const char* value = i + 1 < argc ? argv[i + 1] : nullptr;
-        printf("i is %d,argc is %d, argv[i] is  %s, argv[i+1] is %s\n", i, argc, argv[i],
-               value != nullptr ? value : "(null)");
-        if (value != nullptr)
-            apply_option(argv[i], value, &target);
+    for (int i = 1; i + 1 < argc; ++i) {
+        if (const SOption* option = find_option(argv[i]))
+            option->apply(argv[i + 1], &target);
     }
     return target.isHttp;
 }
 
-int run_net_test(int argc, const char* const* argv) {
-    ka_copy_text(g_dns_addr, "");
-    g_ftpBase = new (std::nothrow) CNetTest_FtpBase(0, 0);
-    g_httpBase = new (std::nothrow) CNetTest_HttpBase(0, 0);
-    if (g_ftpBase != nullptr && g_httpBase != nullptr) {
-        set_test_defaults(&g_ftpBase->m_stFtpBaseConfig, &g_httpBase->m_stHttpBaseConfig);
-        const bool is_http = scan_options(argc, argv, &g_ftpBase->m_stFtpBaseConfig,
-                                          &g_httpBase->m_stHttpBaseConfig);
-        CNetTest* test = g_ftpBase;
-        if (is_http)
-            test = g_httpBase;
-        test->init();
-        test->startTest();
-        test->onMainLoop();
+bool scan_options(int argc, const char* const* argv, SFtpBaseConfig* ftp, SHttpBaseConfig* http) {
+    for (int i = 1; i < argc; ++i)
+        printf("i is %d,argc is %d, argv[i] is  %s, argv[i+1] is %s\n", i, argc, argv[i],
+               i + 1 < argc ? argv[i + 1] : "(null)");
+    return read_options(argc, argv, ftp, http);
+}
+
+const SRecordKind* find_run_record(int argc, const char* const* argv) {
+    SFtpBaseConfig ftp;
+    SHttpBaseConfig http;
+    set_test_defaults(&ftp, &http);
+    return read_options(argc, argv, &ftp, &http) ? &http_record : ftp_record_of(ftp);
+}
+
+void hide_passwords(int argc, char** argv) {
+    // From the last: a value that is hidden may have been an option itself.
+    for (int i = argc - 2; i > 0; --i) {
+        const SOption* option = find_option(argv[i]);
+        if (option != nullptr && option->apply == set_password)
+            std::memset(argv[i + 1], '*', std::strlen(argv[i + 1]));
     }
-    delete_test(g_ftpBase);
-    delete_test(g_httpBase);
+}
+
+int run_net_test(int argc, char** argv) {
+    ka_copy_text(g_dns_addr, "");
+    create_test(g_ftpBase);
+    create_test(g_httpBase);
+    set_test_defaults(&g_ftpBase->m_stFtpBaseConfig, &g_httpBase->m_stHttpBaseConfig);
+    const bool is_http =
+        scan_options(argc, argv, &g_ftpBase->m_stFtpBaseConfig, &g_httpBase->m_stHttpBaseConfig);
+    hide_passwords(argc, argv);
+    CNetTest* test = g_ftpBase;
+    if (is_http)
+        test = g_httpBase;
+    test->init();
+    test->startTest();
+    test->onMainLoop();
+    destroy_test(g_ftpBase);
+    destroy_test(g_httpBase);
     return 0;
 }

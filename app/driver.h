@@ -3,6 +3,7 @@
 
 #include "ftptest/cnettest_ftpbase.h"
 #include "httptest/cnettest_httpbase.h"
+#include "measure/record.h"
 
 /// The two test objects of a run; null outside of it.
 extern CNetTest_FtpBase* g_ftpBase;
@@ -14,8 +15,18 @@ void set_test_defaults(SFtpBaseConfig* ftp, SHttpBaseConfig* http);
 /// Reads the command line into the settings and g_dns_addr. Every argument is looked at, values of
 /// options included; the first option text that occurs anywhere in it decides, and its value is the
 /// next argument. Texts are cut to their fields. Returns true when the HTTP test is chosen.
+bool read_options(int argc, const char* const* argv, SFtpBaseConfig* ftp, SHttpBaseConfig* http);
+
+/// The same, printing the arguments.
 bool scan_options(int argc, const char* const* argv, SFtpBaseConfig* ftp, SHttpBaseConfig* http);
+
+/// The record that a run with this command line keeps; null when it would keep none.
+const SRecordKind* find_run_record(int argc, const char* const* argv);
+
+/// Overwrites the values of "-pw" in the arguments themselves, once they have been read, so that
+/// the process list does not show them for the length of a test.
+void hide_passwords(int argc, char** argv);
 
 /// Runs the test that the command line asks for. The outcome is in the test's result record; the
 /// result is always 0.
-int run_net_test(int argc, const char* const* argv);
+int run_net_test(int argc, char** argv);

@@ -1,5 +1,6 @@
 #include "app/recordview.h"
 
+#include <algorithm>
 #include <cinttypes>
 #include <cstdarg>
 #include <cstdio>
@@ -36,14 +37,14 @@ const char* step_text(int64_t code) {
     }
 }
 
-const char* verdict_text(const SRecord& record) {
+const char* verdict_text(const SRecord& record, bool ended) {
     if (record.isRunning())
-        return "running";
+        return ended ? "unfinished" : "running";
     return record.hasPassed() ? "passed" : "failed";
 }
 
-const char* unsampled_text(const SRecord& record) {
-    if (record.isRunning())
+const char* unsampled_text(const SRecord& record, bool ended) {
+    if (record.isRunning() && !ended)
         return "not sampled yet";
     return record.totdata > 0 ? "too short to be sampled" : "nothing transferred";
 }
@@ -54,6 +55,33 @@ double megabits(int64_t bytes_per_second) {
 
 void append_speed(std::string* text, const char* label, int64_t speed) {
     append(text, "  %-24s %" PRId64 " B/s (%.3f Mbit/s)\n", label, speed, megabits(speed));
+}
+
+/// A value in three digits or four, with the prefix that goes with it behind `gap`.
+void append_prefixed(std::string* text, int64_t value, const char* gap) {
+    constexpr std::array<const char*, 5> prefixes = {"", "k", "M", "G", "T"};
+    auto scaled = static_cast<double>(value);
+    size_t i = 0;
+    for (; scaled >= 1000 && i + 1 < prefixes.size(); ++i)
+        scaled /= 1000;
+    int decimals = scaled < 10 ? 2 : 1;
+    if (i == 0 || scaled >= 100)
+        decimals = 0;
+    append(text, "%.*f%s%s", decimals, scaled, gap, prefixes.at(i));
+}
+
+/// Time, bytes, latest and average speed of a transfer.
+std::string describe_figures(const SRecord& record, bool brief) {
+    constexpr int64_t speed_max = INT64_MAX / 8;
+    const char* gap = brief ? "" : " ";
+    std::string text;
+    append(&text, brief ? "%.0fs " : "%.1f s, ", static_cast<double>(record.trtime) / 1000);
+    append_prefixed(&text, record.totdata, gap);
+    text += brief ? "B " : "B, ";
+    append_prefixed(&text, std::min(record.curspeed, speed_max) * 8, gap);
+    text += brief ? " avg " : "bit/s, average ";
+    append_prefixed(&text, std::min(record.avgspeed, speed_max) * 8, gap);
+    return text + "bit/s";
 }
 
 const char* unit_name(EFigure unit) {
@@ -85,9 +113,9 @@ const SRecordKind& guess_record_kind(std::string_view bytes) {
     return http_record;
 }
 
-std::string describe_record(const SRecordKind& kind, const SRecord& record) {
+std::string describe_record(const SRecordKind& kind, const SRecord& record, bool ended) {
     std::string text;
-    append(&text, "%s: %s\n", kind.title, verdict_text(record));
+    append(&text, "%s: %s\n", kind.title, verdict_text(record, ended));
     for (size_t i = 0; i < kind.stepCount; ++i)
         append(&text, "  %-24s %s\n", kind.steps[i].meaning, step_text(record.steps[i]));
     for (const SRecordFigure& figure : record_figures) {
@@ -99,16 +127,16 @@ std::string describe_record(const SRecordKind& kind, const SRecord& record) {
             append_speed(&text, figure.meaning, value);
     }
     if (record.isUnsampled())
-        append(&text, "  %-24s %s\n", "speed", unsampled_text(record));
+        append(&text, "  %-24s %s\n", "speed", unsampled_text(record, ended));
     if (record.trtime > 0)
-        append_speed(&text, "data / transfer time", record.overallSpeed());
+        append_speed(&text, "overall speed", record.overallSpeed());
     return text;
 }
 
-std::string record_to_json(const SRecordKind& kind, const SRecord& record) {
+std::string record_to_json(const SRecordKind& kind, const SRecord& record, bool ended) {
     std::string text;
     append(&text, "{\"test\": \"%s\", \"verdict\": \"%s\", \"phases\": {", kind.name,
-           verdict_text(record));
+           verdict_text(record, ended));
     for (size_t i = 0; i < kind.stepCount; ++i)
         append(&text, "%s\"%s\": \"%s\"", i > 0 ? ", " : "", kind.steps[i].key,
                step_text(record.steps[i]));
@@ -128,13 +156,18 @@ std::string record_to_json(const SRecordKind& kind, const SRecord& record) {
     return text + "}\n";
 }
 
-std::string describe_progress(const SRecordKind& kind, const SRecord& record) {
-    std::string text;
+std::string describe_progress(const SRecordKind& kind, const SRecord& record, size_t columns) {
+    std::string phase = kind.title;
     for (size_t i = 0; i < kind.stepCount; ++i) {
         if (record.steps[i] == MEAS_STEP_INPROGRESS)
-            append(&text, "%s: ", kind.steps[i].meaning);
+            phase = kind.steps[i].meaning;
     }
-    append(&text, "%.1f s, %" PRId64 " bytes, %.3f Mbit/s",
-           static_cast<double>(record.trtime) / 1000, record.totdata, megabits(record.curspeed));
-    return text;
+    std::string text = phase;
+    if (record.trtime > 0)
+        text += ": " + describe_figures(record, false);
+    if (text.size() > columns && record.trtime > 0) {
+        const std::string figures = " " + describe_figures(record, true);
+        text = phase.substr(0, columns - std::min(columns, figures.size())) + figures;
+    }
+    return text.substr(0, columns);
 }

@@ -1,13 +1,20 @@
-// net-test-show: shows a result record of net-test, with an exit status that says how it stands.
+// net-test-show: shows a result record of net-test, or runs net-test first, with an exit status
+// that says how the test stands.
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
+#include <csignal>
+#include <cstdarg>
 #include <cstdio>
 #include <cstring>
 
+#include "app/driver.h"
+#include "app/liveline.h"
+#include "app/process.h"
+#include "app/recordreader.h"
 #include "app/recordview.h"
+#include "app/runtest.h"
 #include "netbase/support/clock.h"
 #include "netbase/support/descriptor.h"
 #include "netbase/support/wait.h"
@@ -19,148 +26,234 @@ constexpr int status_failed = 1;
 constexpr int status_running = 2;
 constexpr int status_no_record = 3;
 constexpr int status_usage = 64;
+constexpr int status_no_run = 70;
 constexpr int status_no_output = 74;
 
 constexpr char usage[] =
     "Usage: net-test-show [--json] [--follow] get|put|http|FILE\n"
+    "       net-test-show --run [--json] [--traces FILE] -- ARGUMENT...\n"
+    "       net-test-show --help|--version\n";
+constexpr char description[] =
     "Shows the result record of an FTP download, FTP upload or HTTP download of net-test,\n"
-    "or the record in a file.\n"
+    "or the record in a file; or runs net-test with its own arguments and shows how it went.\n"
     "\n"
+    "  --run     run net-test, with its progress on a terminal, then show its result\n"
+    "  --traces  keep what net-test prints in a file; the password is among it\n"
     "  --json    as a JSON object, the units in the names of its keys\n"
     "  --follow  follow a running test on standard error, then show its result;\n"
     "            the record of an earlier test counts: remove it first\n"
-    "  --help    this text\n"
     "\n"
-    "Exit status: 0 passed, 1 failed, 2 still running, 3 no record or not a record,\n"
-    "64 wrong usage, 74 the output could not be written.\n";
+    "Exit status: 0 passed, 1 failed, 2 still running or left unfinished, 3 no record or\n"
+    "not a record, 64 wrong usage, 70 net-test could not be started or broke off, 74 the\n"
+    "output could not be written. A run that a signal ends ends by that signal.\n";
 
-/// A reader may meet the file just emptied, so it looks again.
-constexpr int empty_retries = 10;
-constexpr timeval retry_pause = {0, 20000};
-
-/// How often --follow looks, and how long it waits for a record to appear.
+/// How often a test is looked at, and how long --follow waits for a record to appear.
 constexpr timeval follow_pause = {0, 200000};
+constexpr timespec run_pause = {0, 200000000};
 constexpr timeval follow_patience = {10, 0};
 
 struct SRequest {
-    const SRecordKind* kind = nullptr;  ///< null: found out from the content
     const char* path = nullptr;
+    const char* traces = nullptr;
     bool json = false;
     bool follow = false;
+    bool run = false;
+    int argumentCount = 0;  ///< of net-test, its name (which is "--" here) included
+    char** arguments = nullptr;
 };
 
-void pause_for(const timeval& time) {
-    ka_wait(nullptr, 0, &time);
-}
-
-/// Reads the file's bytes, which for a record are few; false with `why` when it can't be read.
-bool read_file(const char* path, std::string* bytes, std::string* why) {
-    const CDescriptor file(open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC));
-    char buffer[record_text_size + 1];
-    const ssize_t count = file.isOpen() ? read(file.get(), buffer, sizeof(buffer)) : -1;
-    if (count < 0)
-        *why = std::strerror(errno);
-    bytes->assign(buffer, count > 0 ? static_cast<size_t>(count) : 0);
-    return count >= 0;
-}
-
-/// Reads the record; its kind, if it was not known, becomes what it looks like.
-bool read_record(SRequest* request, SRecord* record, std::string* why) {
-    std::string bytes;
-    for (int i = 0; bytes.empty() && i < empty_retries; ++i) {
-        if (i > 0)
-            pause_for(retry_pause);
-        if (!read_file(request->path, &bytes, why))
-            return false;
-    }
-    if (bytes.empty()) {
-        *why = "not run yet";
-        return false;
-    }
-    if (request->kind == nullptr)
-        request->kind = &guess_record_kind(bytes);
-    if (ka_parse_record(bytes, *request->kind, record, why))
-        return true;
-    *why = "not a record: " + *why;
-    return false;
+[[gnu::format(printf, 1, 2)]] void complain(const char* format, ...) {
+    fputs("net-test-show: ", stderr);
+    va_list arguments;
+    va_start(arguments, format);
+    vfprintf(stderr, format, arguments);  // NOLINT: va_start has set them up
+    va_end(arguments);
+    fputc('\n', stderr);
 }
 
 /// Follows the test to its end, or until no record has been there for a while.
-bool follow_record(SRequest* request, SRecord* record, std::string* why) {
+bool follow_record(const char* path, SReading* reading, std::string* why) {
+    CLiveLine line;
     CDeadline patience(follow_patience);
     timeval left;
-    std::string shown;
-    size_t width = 0;
     bool found = false;
-    while ((found = read_record(request, record, why)) ? record->isRunning()
-                                                       : patience.timeLeft(&left)) {
+    while ((found = read_record(path, reading, why))
+               ? reading->record.isRunning() && !reading->isAbandoned()
+               : patience.timeLeft(&left)) {
         if (found) {
             patience = CDeadline(follow_patience);
-            const std::string line = describe_progress(*request->kind, *record);
-            width = std::max(width, line.size());
-            if (line != shown)
-                fprintf(stderr, "\r%-*s", static_cast<int>(width), line.c_str());
-            shown = line;
+            line.show(describe_progress(*reading->kind, reading->record, line.columns()));
         }
-        pause_for(follow_pause);
+        ka_wait(nullptr, 0, &follow_pause);
     }
-    if (width > 0)
-        fprintf(stderr, "\r%*s\r", static_cast<int>(width), "");
     return found;
 }
 
-bool asks_for_help(int argc, char** argv) {
-    return std::any_of(argv, argv + argc, [](const char* argument) {
-        return argument == std::string_view("--help") || argument == std::string_view("-h");
-    });
+int print_record(const SRequest& request, const SReading& reading, bool ended) {
+    const std::string text =
+        (request.json ? record_to_json : describe_record)(*reading.kind, reading.record, ended);
+    if (fputs(text.c_str(), stdout) == EOF || fflush(stdout) != 0) {
+        complain("%s", std::strerror(errno));
+        return status_no_output;
+    }
+    if (reading.record.isRunning())
+        return status_running;
+    return reading.record.hasPassed() ? status_passed : status_failed;
 }
 
-/// Takes the command line; false when it is wrong.
-bool parse_arguments(int argc, char** argv, SRequest* request) {
-    for (int i = 1; i < argc; ++i) {
-        const std::string_view argument(argv[i]);
-        if (argument == "--json")
-            request->json = true;
-        else if (argument == "--follow")
-            request->follow = true;
-        else if (request->path != nullptr || argument.empty() || argument.front() == '-')
-            return false;
-        else
-            request->path = argv[i];
+int show_record(const SRequest& request) {
+    SReading reading;
+    reading.kind = find_record_kind(request.path);
+    const char* path = reading.kind != nullptr ? reading.kind->path : request.path;
+    std::string why;
+    if (!(request.follow ? follow_record : read_record)(path, &reading, &why)) {
+        complain("%s: %s", path, why.c_str());
+        return status_no_record;
     }
-    if (request->path == nullptr)
+    if (reading.isAbandoned())
+        complain("%s: not rewritten for more than 10 minutes: the test ended early", path);
+    return print_record(request, reading, reading.isAbandoned());
+}
+
+/// Runs net-test to its end, and reads its record as it goes on. False when it can't be started.
+bool run_to_end(const SRequest& request, CTestProcess* test, SReading* reading, std::string* why) {
+    const char* file = request.traces != nullptr ? request.traces : "/dev/null";
+    const CDescriptor traces(open(file, O_WRONLY | O_CREAT | O_TRUNC | O_NOCTTY | O_CLOEXEC, 0600));
+    if (!traces.isOpen()) {
+        *why = std::string(file) + ": " + std::strerror(errno);
         return false;
-    request->kind = find_record_kind(request->path);
-    if (request->kind != nullptr)
-        request->path = request->kind->path;
+    }
+    if (!test->start(request.arguments + 1, traces.get(), why)) {
+        *why = "net-test can't be started: " + *why;
+        return false;
+    }
+    hide_passwords(request.argumentCount, request.arguments);
+    CLiveLine line;
+    while (test->wait(run_pause)) {
+        if (read_record(reading->kind->path, reading, why) && line.isTerminal())
+            line.show(describe_progress(*reading->kind, reading->record, line.columns()));
+    }
     return true;
+}
+
+int run_test(const SRequest& request) {
+    SReading reading;
+    reading.kind = find_run_record(request.argumentCount, request.arguments);
+    if (reading.kind == nullptr) {
+        complain("net-test takes no test from these arguments: -m 0, -m 1 or -m 2 is missing");
+        return status_usage;
+    }
+    const char* path = reading.kind->path;
+    std::string why;
+    if (!clear_record(path, &why)) {
+        complain("%s: %s: this test could not rewrite an earlier one's record", path, why.c_str());
+        return status_no_record;
+    }
+    CTestProcess test;
+    if (!run_to_end(request, &test, &reading, &why)) {
+        complain("%s", why.c_str());
+        return status_no_run;
+    }
+    const std::string failure = test.failure();
+    if (test.interruptedBy() != 0)
+        complain("interrupted; the record held:");
+    else if (!failure.empty())
+        complain("net-test %s; the record held:", failure.c_str());
+
+    int status = status_no_record;
+    // A test that was ended while it rewrote its record leaves an empty one.
+    if (read_record(path, &reading, &why) || reading.written.tv_sec != 0)
+        status = print_record(request, reading, true);
+    else
+        complain("no record, %s: %s", path, why.c_str());
+    if (test.interruptedBy() != 0)
+        raise(test.interruptedBy());
+    return failure.empty() ? status : status_no_run;
+}
+
+/// What is wrong with an argument; empty when it was taken.
+std::string take_argument(const char* argument, const char* next, SRequest* request) {
+    const std::string_view text(argument);
+    if (text == "--json")
+        request->json = true;
+    else if (text == "--follow")
+        request->follow = true;
+    else if (text == "--run")
+        request->run = true;
+    else if (text == "--traces" && next == nullptr)
+        return "a file must follow";
+    else if (text == "--traces")
+        request->traces = next;
+    else if (text.empty() || text.front() == '-')
+        return "there is no such option";
+    else if (request->path != nullptr)
+        return "one record is enough";
+    else
+        request->path = argument;
+    return "";
+}
+
+/// What is wrong with the whole of them; empty when nothing is.
+std::string judge_request(const SRequest& request) {
+    if (!request.run && request.arguments != nullptr)
+        return "--: only --run takes arguments for net-test";
+    if (!request.run && request.traces != nullptr)
+        return "--traces: only --run has traces to keep";
+    if (!request.run)
+        return request.path == nullptr ? "which record is missing" : "";
+    if (request.path != nullptr || request.follow)
+        return "--run: it finds and follows its record itself";
+    return request.arguments == nullptr ? "--run: the arguments of net-test are missing behind --"
+                                        : "";
+}
+
+/// Takes the command line; false, said in words, when it is wrong.
+bool parse_arguments(int argc, char** argv, SRequest* request) {
+    std::string wrong;
+    for (int i = 1; i < argc && wrong.empty() && request->arguments == nullptr; ++i) {
+        if (argv[i] == std::string_view("--")) {
+            request->arguments = argv + i;
+            request->argumentCount = argc - i;
+            continue;
+        }
+        wrong = take_argument(argv[i], argv[i + 1], request);
+        if (!wrong.empty())
+            wrong = std::string(argv[i]) + ": " + wrong;
+        if (request->traces == argv[i + 1])
+            ++i;
+    }
+    if (wrong.empty())
+        wrong = judge_request(*request);
+    if (!wrong.empty())
+        complain("%s", wrong.c_str());
+    return wrong.empty();
+}
+
+/// True when it asks for a text that only has to be printed.
+bool print_about(int argc, char** argv) {
+    for (int i = 1; i < argc && argv[i] != std::string_view("--"); ++i) {
+        const std::string_view argument(argv[i]);
+        if (argument == "--help" || argument == "-h")
+            printf("%s%s", usage, description);
+        else if (argument == "--version")
+            puts("net-test-show " NET_TEST_VERSION);
+        else
+            continue;
+        return true;
+    }
+    return false;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    SRequest request;
-    if (asks_for_help(argc, argv)) {
-        fputs(usage, stdout);
+    fill_standard_descriptors();
+    if (print_about(argc, argv))
         return 0;
-    }
+    SRequest request;
     if (!parse_arguments(argc, argv, &request)) {
         fputs(usage, stderr);
         return status_usage;
     }
-    SRecord record{};
-    std::string why;
-    if (!(request.follow ? follow_record : read_record)(&request, &record, &why)) {
-        fprintf(stderr, "net-test-show: %s: %s\n", request.path, why.c_str());
-        return status_no_record;
-    }
-    const std::string text = request.json ? record_to_json(*request.kind, record)
-                                          : describe_record(*request.kind, record);
-    if (fputs(text.c_str(), stdout) == EOF || fflush(stdout) != 0) {
-        fprintf(stderr, "net-test-show: %s\n", std::strerror(errno));
-        return status_no_output;
-    }
-    if (record.isRunning())
-        return status_running;
-    return record.hasPassed() ? status_passed : status_failed;
+    return request.run ? run_test(request) : show_record(request);
 }

@@ -1,9 +1,11 @@
 // The FTP test's result records.
 #include <cinttypes>
+#include <initializer_list>
 
 #include "ftptest/cnettest_ftpbase.h"
 #include "ftptest/ftprecord.h"
 #include "measure/netstep.h"
+#include "netbase/support/descriptor.h"
 #include "netbase/support/traces.h"
 
 namespace {
@@ -22,13 +24,23 @@ constexpr std::array<SRecordStep, record_steps_max> ftp_steps = {
 const SRecordKind ftp_get_record = {"get", "FTP download", "/tmp/ftpgetrst", ftp_steps, 6};
 const SRecordKind ftp_put_record = {"put", "FTP upload", "/tmp/ftpputrst", ftp_steps, 6};
 
-int CNetTest_FtpBase::reportFtpTestResult(bool bInProgress) {
-    const bool get = m_stFtpBaseConfig.do_get != 0;
-    if (!get && m_stFtpBaseConfig.do_put == 0)
-        return 0;
-    const SRecordKind& kind = get ? ftp_get_record : ftp_put_record;
-    CRecordFile file(kind.path);
+const SRecordKind* ftp_record_of(const SFtpBaseConfig& config) {
+    if (config.do_get != 0)
+        return &ftp_get_record;
+    return config.do_put != 0 ? &ftp_put_record : nullptr;
+}
 
+int CNetTest_FtpBase::reportFtpTestResult(bool bInProgress) {
+    const SRecordKind* kind = ftp_record_of(m_stFtpBaseConfig);
+    if (kind == nullptr)
+        return 0;
+    const bool get = kind == &ftp_get_record;
+    CRecordFile file(kind->path);
+    if (!bInProgress && file.lacksDescriptor()) {
+        for (int* sock : {&m_sockeListen, &m_sockeData, &m_sockeCtrl})
+            ka_close_socket(*sock);
+        file = CRecordFile(kind->path);
+    }
     SRecord record =
         makeRecord({m_eStepPrepare, m_eStepCtrlConn, m_eStepCtrlAuth, m_eStepCtrlPut,
                     m_eStepDataConn, m_eStepDataTran},
@@ -40,7 +52,7 @@ int CNetTest_FtpBase::reportFtpTestResult(bool bInProgress) {
                record.totdata);
         printf("data_time is %" PRId64 "\n", record.trtime);
     }
-    file.write(ka_format_record(kind, record));
+    file.write(ka_format_record(*kind, record));
     ka_bring_out_traces();
     return 0;
 }

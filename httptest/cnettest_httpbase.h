@@ -89,7 +89,7 @@ class CNetTest_HttpBase : public CNetTest, public SHttpSession {
     int startTest() override;
     /// Closes the connection; always 0. A running test is ended through the exit flag.
     int stopTest() override;
-    /// Writes the result record; `interim` does not matter. Always 0.
+    /// Writes the result record, final unless `interim`; always 0.
     virtual int reportHttpTestResult(bool interim);
     /// Hooks that do nothing here and return 0: at the end of a session reset, with its argument;
     /// when a body transfer starts; after each speed sample, before the next one's start is set.

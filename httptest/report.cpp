@@ -1,6 +1,7 @@
 // The HTTP test's result record.
 #include "httptest/cnettest_httpbase.h"
 #include "httptest/httprecord.h"
+#include "netbase/support/descriptor.h"
 #include "netbase/support/traces.h"
 
 // The steps in the order in which they are reported below. Readers depend on the comma.
@@ -13,8 +14,12 @@ const SRecordKind http_record = {"http",
                                    {"step_download", ',', "download"}}},
                                  4};
 
-int CNetTest_HttpBase::reportHttpTestResult(bool /*interim*/) {
+int CNetTest_HttpBase::reportHttpTestResult(bool interim) {
     CRecordFile file(http_record.path);
+    if (!interim && file.lacksDescriptor()) {
+        ka_close_socket(m_sockeHttp);
+        file = CRecordFile(http_record.path);
+    }
     const SRecord record =
         makeRecord({m_eStepPrepare, m_eStepConnect, m_eStepGetHead, m_eStepDownload}, m_tvConnStart,
                    m_tvConnEnd, m_iDataRecvSize);

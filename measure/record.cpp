@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <charconv>
 #include <cinttypes>
 #include <cstdio>
@@ -119,7 +120,9 @@ bool ka_parse_record(std::string_view bytes, const SRecordKind& kind, SRecord* r
     return false;
 }
 
-CRecordFile::CRecordFile(const char* path) : m_stream(ka_open_file(path, true)) {
+CRecordFile::CRecordFile(const char* path)
+    : m_stream(ka_open_file(path, true)),
+      m_lacksDescriptor(m_stream == nullptr && (errno == EMFILE || errno == ENFILE)) {
     if (m_stream == nullptr)
         puts("File error setup save!");
 }

@@ -78,9 +78,13 @@ class CRecordFile {
     /// Prints "File error setup save!" when the file can't be opened.
     explicit CRecordFile(const char* path);
 
+    /// True when it can't be opened because no descriptor is left.
+    bool lacksDescriptor() const { return m_lacksDescriptor; }
+
     /// Writes the text and its NUL at once, ends the file there and closes it, if it is open.
     void write(const CRecordText& text);
 
   protected:
     CStream m_stream;
+    bool m_lacksDescriptor;
 };
