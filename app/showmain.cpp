@@ -53,7 +53,7 @@ constexpr timespec run_pause = {0, 200000000};
 constexpr timeval follow_patience = {10, 0};
 
 struct SRequest {
-    const char* path = nullptr;
+    const char* path = "";  ///< the record's file or the name of its test; empty: none was named
     const char* traces = nullptr;
     bool json = false;
     bool follow = false;
@@ -186,7 +186,7 @@ std::string take_argument(const char* argument, const char* next, SRequest* requ
         request->traces = next;
     else if (text.empty() || text.front() == '-')
         return "there is no such option";
-    else if (request->path != nullptr)
+    else if (request->path[0] != '\0')
         return "one record is enough";
     else
         request->path = argument;
@@ -200,8 +200,8 @@ std::string judge_request(const SRequest& request) {
     if (!request.run && request.traces != nullptr)
         return "--traces: only --run has traces to keep";
     if (!request.run)
-        return request.path == nullptr ? "which record is missing" : "";
-    if (request.path != nullptr || request.follow)
+        return request.path[0] == '\0' ? "which record is missing" : "";
+    if (request.path[0] != '\0' || request.follow)
         return "--run: it finds and follows its record itself";
     return request.arguments == nullptr ? "--run: the arguments of net-test are missing behind --"
                                         : "";
@@ -218,7 +218,7 @@ bool parse_arguments(int argc, char** argv, SRequest* request) {
         }
         wrong = take_argument(argv[i], argv[i + 1], request);
         if (!wrong.empty())
-            wrong = std::string(argv[i]) + ": " + wrong;
+            wrong.insert(0, std::string(argv[i]) + ": ");
         if (request->traces == argv[i + 1])
             ++i;
     }
