@@ -10,11 +10,16 @@
 
 namespace {
 
-/// The rate is taken anew after a window of this length; a batch is what comes in a part of it.
-constexpr int64_t window_usecs = 2000;
-constexpr int64_t batches_per_window = 4;
+/// The rate is taken anew after a window of this length.
+constexpr int64_t window_usecs = 8000;
+constexpr int64_t batches_per_msec = 2;
 constexpr int64_t batch_min = 16384;
-constexpr int64_t batch_max = 262144;
+constexpr int64_t batch_max = 1048576;
+
+/// Windows from one comparison of the two ways to the next: longer, the more often it has shown
+/// nothing new.
+constexpr int pause_min = 8;
+constexpr int pause_max = 64;
 
 /// Longest wait for the rest of a batch.
 constexpr timeval batch_wait = {0, 10000};
@@ -23,13 +28,13 @@ constexpr timeval batch_wait = {0, 10000};
 constexpr size_t copy_size = 65536;
 
 /// A power of two within the limits; 1 below them.
-int batch_for(int64_t bytes) {
+int64_t batch_for(int64_t bytes) {
     if (bytes < batch_min)
         return 1;
     int64_t batch = batch_min;
     while (batch < batch_max && batch * 2 <= bytes)
         batch *= 2;
-    return static_cast<int>(batch);
+    return batch;
 }
 
 }  // namespace
@@ -38,7 +43,8 @@ CReceiver::CReceiver(int sock, char* buffer, size_t size, EUse use)
     : m_sock(sock),
       m_buffer(buffer),
       m_size(size),
-      m_drop(use == EUse::count ? EDrop::untried : EDrop::fails) {}
+      m_drop(use == EUse::count ? EDrop::untried : EDrop::fails),
+      m_pause(pause_min) {}
 
 void CReceiver::setMark(int mark) {
     if (mark != m_mark)
@@ -87,14 +93,31 @@ ssize_t CReceiver::takeOnTrial() {
 }
 
 void CReceiver::follow(ssize_t taken, const timeval& now, int64_t missing) {
+    if (!ka_tv_isset(m_windowStart))
+        m_windowStart = now;
     m_windowBytes += std::max<ssize_t>(taken, 0);
-    const timeval window = ka_tv_diff(now, m_windowStart);
-    const int64_t usecs = static_cast<int64_t>(window.tv_sec) * 1000000 + window.tv_usec;
+    const int64_t usecs = ka_tv_usecs(ka_tv_diff(now, m_windowStart));
     if (usecs >= window_usecs) {
-        m_batch = batch_for(m_windowBytes * window_usecs / batches_per_window / usecs);
+        endWindow(m_windowBytes * 1000 / usecs);
         m_windowBytes = 0;
         m_windowStart = now;
     }
-    const bool is_known = missing > 0 && missing < m_batch;
-    setMark(is_known ? static_cast<int>(missing) : m_batch);
+    int64_t mark = m_inBatches ? m_batch : 1;
+    if (missing > 0)
+        mark = std::min(mark, missing);
+    setMark(static_cast<int>(mark));
+}
+
+/// Batches cost less, so they win unless they bring clearly less.
+void CReceiver::endWindow(int64_t rate) {
+    m_batch = batch_for(rate / batches_per_msec);
+    m_rates[m_inBatches ? 1 : 0] = rate;
+    const bool batches_win = m_rates[1] >= m_rates[0] - m_rates[0] / 20;
+    if (m_inBatches != m_batchesWon) {
+        m_pause = batches_win == m_batchesWon ? std::min(2 * m_pause, pause_max) : pause_min;
+        m_windowsLeft = m_pause;
+        m_batchesWon = batches_win;
+    }
+    --m_windowsLeft;
+    m_inBatches = m_windowsLeft > 0 ? m_batchesWon : !m_batchesWon;
 }

@@ -5,6 +5,7 @@
 #include <sys/time.h>
 #include <sys/types.h>
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 
@@ -14,7 +15,9 @@
 ///
 /// Bytes that only count are dropped by the kernel (MSG_TRUNC, tcp(7)) instead of being copied, and
 /// a fast transfer wakes the receiver for a batch instead of for every segment (SO_RCVLOWAT), which
-/// spares the sender the waking.
+/// spares both sides the waking. What that brings hangs on the machine and on how the sender's
+/// kernel doses its segments: it also makes ours acknowledge each of them. So both ways are
+/// compared, window by window, and the better one is taken.
 class CReceiver {
   public:
     enum class EUse { keep, count };
@@ -39,14 +42,20 @@ class CReceiver {
 
   protected:
     ssize_t takeOnTrial();
+    void endWindow(int64_t rate);
     void setMark(int mark);
 
     int m_sock;
     char* m_buffer;
     size_t m_size;
     enum class EDrop { untried, works, fails } m_drop;
-    int m_mark = 1;   ///< bytes that wake the receiver
-    int m_batch = 1;  ///< what the rate asks for
+    int m_mark = 1;       ///< bytes that wake the receiver
+    int64_t m_batch = 1;  ///< what the rate asks for
     int64_t m_windowBytes = 0;
     timeval m_windowStart{};
+    bool m_inBatches = false;          ///< the way of the current window
+    bool m_batchesWon = false;         ///< the way that is taken between comparisons
+    std::array<int64_t, 2> m_rates{};  ///< bytes per millisecond of the last window of each way
+    int m_windowsLeft = 1;             ///< until the other way is tried again
+    int m_pause;                       ///< windows between two trials
 };

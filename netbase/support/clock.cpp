@@ -54,6 +54,10 @@ int64_t ka_tv_msecs(const timeval& tv) {
     return static_cast<int64_t>(tv.tv_sec) * 1000 + tv.tv_usec / 1000;
 }
 
+int64_t ka_tv_usecs(const timeval& tv) {
+    return int64_t{tv.tv_sec} * usecs_per_sec + tv.tv_usec;
+}
+
 int64_t ka_tv_span_msecs(const timeval& start, const timeval& end) {
     return ka_tv_isset(start) && ka_tv_isset(end) ? ka_tv_msecs(ka_tv_diff(end, start)) : 0;
 }

@@ -27,6 +27,9 @@ timeval ka_tv_diff(const timeval& later, const timeval& earlier);
 /// Seconds * 1000 + microseconds / 1000, truncated, in 64 bits: right for runs of any length.
 int64_t ka_tv_msecs(const timeval& tv);
 
+/// Seconds * 1000000 + microseconds, in 64 bits.
+int64_t ka_tv_usecs(const timeval& tv);
+
 /// Milliseconds from `start` to `end`; 0 unless both readings were taken.
 int64_t ka_tv_span_msecs(const timeval& start, const timeval& end);
 
