@@ -245,7 +245,7 @@ for control in CONTROLS:
             place = f"{place}, {control}"
             tables.append((TITLES[kind], place, compared(TITLES[kind], place, transfers(kind, cpu))))
 for kind in KINDS:
-    serve(2**31)
+    serve(2**30)
     for name, command in CLIENTS[kind].items():
         per_gib, per_move = calls(command)
         costs[f"{name} ({kind})"] = per_gib, per_move, peak(command)

@@ -58,22 +58,6 @@ TEST_F(Sampler, TakesMinimumMaximumAndAverage) {
     EXPECT_EQ("first 0,next 1000,next 3000,next 3200,next 9999,", test.samples);
 }
 
-TEST_F(Sampler, CountsTheSentBytesOfAnUploadAndTraces) {
-    Probe test;
-    test.m_stFtpBaseConfig.do_get = test.m_stFtpBaseConfig.do_put = 1;  // the sent bytes are used
-    test.startTransfer({10, 0});
-    test.m_iDataRecvSize = 77;
-    test.m_iDataSendSize = 5 * GiB;
-    const timeval now{12, 0};
-    const std::string last = "received data is 77, send data is 5368709120\n";
-    EXPECT_EQ(
-        "speed: min=2684354560, max=2684354560, cur=2684354560, avg=2684354560, "
-        "bytes=5368709120, msecs=2000transfer all min is 2000\n" +
-            last,
-        printed([&] { test.ftpTranStat(&now); }));
-    EXPECT_EQ(last, printed([&] { test.ftpTranStat(&now); }));  // no time has passed
-}
-
 TEST_F(Sampler, IsDueWhenTheWholeSecondsDiffer) {
     Probe test;
     test.startTransfer({10, 900000});
