@@ -286,6 +286,20 @@ TEST_F(FtpRun, TheCourseOfADownload) {
     EXPECT_EQ(login + "PASV\r\nSIZE /f\r\nALLO 1000000\r\nRETR /f\r\nSTOR /f\r\nQUIT\r\n", heard);
 }
 
+TEST_F(FtpRun, WhatFollowsABurst) {
+    const std::string burst(1 << 26, 'd');  // by its end the client waits for batches
+    config.data_timeout = 1500000;
+    for (const Row& c : table(R"(
+        last bytes    | 67108869 | 213 67108869\r\n | hello
+        after a stall | 67108869 | 213 67108869\r\n | <pause 500>hello
+        a trickle     | 67108868 | 213 67108868\r\n | d<pause 600>d<pause 600>d<pause 600>d
+        a close       | 67108869 | 550 no\r\n       | <pause 50>hello)")) {
+        SCOPED_TRACE(c[0]);
+        const Row answer = {"150 a\r\n", burst + c[3], "closes", "226 b\r\n"};
+        EXPECT_EQ("6 666666 " + c[1], run(with("RETR", answer, with("SIZE", {c[2]})), "get pasv"));
+    }
+}
+
 TEST_F(FtpRun, ActiveMode) {
     run(with("PASV", {"502 no\r\n"}), "get pasv port");
     EXPECT_EQ(login + "PASV\r\nPORT 127,0,0,1,", heard.substr(0, login.size() + 21));

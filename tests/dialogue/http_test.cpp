@@ -144,18 +144,6 @@ TEST_F(HttpRun, GrowsTheBufferForALongHeadUpToItsBound) {
     EXPECT_EQ("4 6640 0", run({endless}, "closes"));
 }
 
-TEST_F(HttpRun, WhatFollowsABurst) {
-    const std::string burst(1 << 26, 'x');  // by its end the client waits for batches
-    for (const Row& c : table(R"(
-        last bytes    | holds  | 6 6666 67108869 | Content-Length: 67108869\r\n | hello
-        after a stall | holds  | 6 6666 67108869 | Content-Length: 67108869\r\n | <pause 300>hello
-        a trickle     | holds  | 6 6666 67108867 | Content-Length: 67108867\r\n | <pause 50>a<pause 50>b<pause 50>c
-        a close       | closes | 6 6666 67108869 |                            | <pause 50>hello)")) {
-        SCOPED_TRACE(c[0]);
-        EXPECT_EQ(c[2], run({ok + c[3] + "\r\n" + burst + c[4]}, c[1]));
-    }
-}
-
 TEST_F(HttpRun, SamplesEverySecond) {
     const std::string k10(10000, 'x');
     EXPECT_EQ(
