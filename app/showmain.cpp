@@ -89,13 +89,17 @@ bool follow_record(const char* path, SReading* reading, std::string* why) {
     return found;
 }
 
+int print_text(const std::string& text) {
+    if (fputs(text.c_str(), stdout) != EOF && fflush(stdout) == 0)
+        return 0;
+    complain("%s", std::strerror(errno));
+    return status_no_output;
+}
+
 int print_record(const SRequest& request, const SReading& reading, bool ended) {
-    const std::string text =
-        (request.json ? record_to_json : describe_record)(*reading.kind, reading.record, ended);
-    if (fputs(text.c_str(), stdout) == EOF || fflush(stdout) != 0) {
-        complain("%s", std::strerror(errno));
+    const auto describe = request.json ? record_to_json : describe_record;
+    if (print_text(describe(*reading.kind, reading.record, ended)) != 0)
         return status_no_output;
-    }
     if (reading.record.isRunning())
         return status_running;
     return reading.record.hasPassed() ? status_passed : status_failed;
@@ -229,27 +233,25 @@ bool parse_arguments(int argc, char** argv, SRequest* request) {
     return wrong.empty();
 }
 
-/// True when it asks for a text that only has to be printed.
-bool print_about(int argc, char** argv) {
+/// What the command line asks for, if that is only a text.
+std::string text_about(int argc, char** argv) {
     for (int i = 1; i < argc && argv[i] != std::string_view("--"); ++i) {
         const std::string_view argument(argv[i]);
         if (argument == "--help" || argument == "-h")
-            printf("%s%s", usage, description);
-        else if (argument == "--version")
-            puts("net-test-show " NET_TEST_VERSION);
-        else
-            continue;
-        return true;
+            return std::string(usage) + description;
+        if (argument == "--version")
+            return "net-test-show " NET_TEST_VERSION "\n";
     }
-    return false;
+    return "";
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
     fill_standard_descriptors();
-    if (print_about(argc, argv))
-        return 0;
+    const std::string about = text_about(argc, argv);
+    if (!about.empty())
+        return print_text(about);
     SRequest request;
     if (!parse_arguments(argc, argv, &request)) {
         fputs(usage, stderr);
