@@ -19,7 +19,7 @@ constexpr int empty_retries = 10;
 constexpr timeval retry_pause = {0, 20000};
 
 /// An FTP test whose server takes almost a minute for each reply rewrites nothing for 9 minutes.
-constexpr long abandoned_seconds = 600;
+constexpr int64_t abandoned_seconds = 600;
 
 /// Reads the file's bytes, which for a record are few; false with `why` when it can't be read.
 bool read_file(const char* path, std::string* bytes, timespec* written, std::string* why) {
@@ -40,7 +40,7 @@ bool read_file(const char* path, std::string* bytes, timespec* written, std::str
 
 bool SReading::isAbandoned() const {
     // A clock that was set back makes old records young, but seldom by so little.
-    return record.isRunning() && std::labs(time(nullptr) - written.tv_sec) > abandoned_seconds;
+    return record.isRunning() && std::abs(int64_t{time(nullptr)} - written.tv_sec) > abandoned_seconds;
 }
 
 bool read_record(const char* path, SReading* reading, std::string* why) {
