@@ -40,7 +40,8 @@ bool read_file(const char* path, std::string* bytes, timespec* written, std::str
 
 bool SReading::isAbandoned() const {
     // A clock that was set back makes old records young, but seldom by so little.
-    return record.isRunning() && std::abs(int64_t{time(nullptr)} - written.tv_sec) > abandoned_seconds;
+    const int64_t age = int64_t{time(nullptr)} - written.tv_sec;
+    return record.isRunning() && std::abs(age) > abandoned_seconds;
 }
 
 bool read_record(const char* path, SReading* reading, std::string* why) {
