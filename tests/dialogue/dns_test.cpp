@@ -139,11 +139,12 @@ TEST_F(Dns, LooksUpInet4AtTheGivenServer) {
 
 TEST_F(Dns, ResolvesInet4TextByThePlatform) {
     in_addr addr{1};
-    timeval start{1, 1};
+    timeval start{1, 1}, end{1, 1};
     EXPECT_EQ(
         "host name is no.such.\nin resolvein4 0\nin resolvein4 1\n"
         "the reslve host name is 0.0.0.0\n",
-        printed([&] { port.resolveIn4Addr("no.such.", &addr, &start, nullptr); }));
+        printed([&] { port.resolveIn4Addr("no.such.", &addr, &start, &end); }));
+    EXPECT_FALSE(ka_tv_isset(start) || ka_tv_isset(end));
     printed([&] { EXPECT_EQ(0, port.resolveIn4Addr("localhost", &addr, &start, nullptr)); });
     EXPECT_TRUE(ka_tv_isset(start));
 }

@@ -259,7 +259,7 @@ TEST_F(FtpRun, TheCourseOfADownload) {
     EXPECT_EQ(login + "PASV\r\nSIZE /f\r\nRETR /f\r\nQUIT\r\n", heard);
     // One as data flows, the last when all is said.
     EXPECT_EQ(" r0:4 s r48:4 f54:6", test->reports);
-    for (const char* marks : {"in 6\n",
+    for (const char* marks : {"in 6\n", "m_sockeCtrl is ",
                               "use_inet6  is 0\nm_in4CtrlAddr is 127.0.0.1\nin 7\nin 8\nin 9\nin "
                               "10\nin 11\nin 12\nin 13\nin 14\nin 15\n",
                               "in 21\nin 23\nin 16\nin 17\nin 18\n", "at the end\n"})

@@ -7,7 +7,7 @@
 TEST(Options, AreFoundAnywhere) {
     // The arguments; the test, do_get, do_put, use_pasv, use_port; host, user, path, size, -dns.
     for (const Row& c : table(R"(
-        -m 0 -t 0 -dst h -us u -f /a  | FTP1010,h,u,/a,0,
+        -m 0 -t 0 -dst h -us u -pw p -f /a | FTP1010,h,u,/a,0,
         -m 1 -t 1 -size 5000000000    | FTP0101,,,,5000000000,
         -m 0 -m 1 -m 2                | HTTP1100,,,,0,
         -m 7 -t 2 -t 7                | FTP0011,,,,0,
@@ -34,6 +34,7 @@ TEST(Options, AreFoundAnywhere) {
             << ftp.use_port << ',' << ftp.host_name << ',' << ftp.username << ',' << ftp.file_path
             << ',' << ftp.put_size << ',' << g_dns_addr;
         EXPECT_EQ(c[1], got.str());
+        EXPECT_STREQ(ftp.password, http.password);
         EXPECT_EQ(std::string(http.url).substr(0, 63), ftp.host_name);
         EXPECT_EQ(c[0] == "--dstx h -f", trace.find("argv[i] is  -f, argv[i+1] is (null)\n") < 999);
     }

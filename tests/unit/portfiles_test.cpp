@@ -38,7 +38,7 @@ TEST_F(PortFiles, AttributesAreFoundBehindBlankLinesOnly) {
     EXPECT_EQ(0, CNetBase::NETIPC_DBGLEVEL | CNetBase::ETHPACKET_DBGLEVEL |
                      CNetBase::ADDRRES_DBGLEVEL | CNetBase::DNSRES_DBGLEVEL);
     EXPECT_EQ(DEV_TYPE_UNKNOWN, port.m_eDevType);
-    EXPECT_EQ(NET_PROTO_INET4_DHCP, port.m_eNetProtoType);
+    EXPECT_EQ(4, port.m_eNetProtoType);
     EXPECT_EQ("net-test\n", readFile("/proc/thread-self/comm"));
 }
 

@@ -47,6 +47,7 @@ TEST(ValueCodecs, HardwareAddressesAndNumbers) {
 }
 
 TEST(Clock, Arithmetic) {
+    EXPECT_EQ(4000001, ka_tv_usecs({4, 1}));
     EXPECT_EQ(1200, ka_tv_msecs(ka_tv_diff({5, 100000}, {3, 900000})));
     EXPECT_EQ(0, ka_tv_span_msecs({0, 0}, {5, 0}));
     EXPECT_EQ(5000000999, ka_tv_span_msecs({1, 0}, {5000001, 999999}));  // far beyond 35 minutes
