@@ -8,6 +8,7 @@
 #include "ftptest/ftprecord.h"
 #include "httptest/httprecord.h"
 #include "netbase/support/textvalue.h"
+#include "netbase/support/trace.h"
 
 CNetTest_FtpBase* g_ftpBase = nullptr;
 CNetTest_HttpBase* g_httpBase = nullptr;
@@ -132,8 +133,8 @@ bool read_options(int argc, const char* const* argv, SFtpBaseConfig* ftp, SHttpB
 
 bool scan_options(int argc, const char* const* argv, SFtpBaseConfig* ftp, SHttpBaseConfig* http) {
     for (int i = 1; i < argc; ++i)
-        printf("i is %d,argc is %d, argv[i] is  %s, argv[i+1] is %s\n", i, argc, argv[i],
-               i + 1 < argc ? argv[i + 1] : "(null)");
+        ka_trace("i is %d,argc is %d, argv[i] is  %s, argv[i+1] is %s\n", i, argc, argv[i],
+                 i + 1 < argc ? argv[i + 1] : "(null)");
     return read_options(argc, argv, ftp, http);
 }
 
@@ -145,11 +146,16 @@ const SRecordKind* find_run_record(int argc, const char* const* argv) {
 }
 
 void hide_passwords(int argc, char** argv) {
-    // From the last: a value that is hidden may have been an option itself.
-    for (int i = argc - 2; i > 0; --i) {
+    for (int i = 1; i + 1 < argc; ++i) {
         const SOption* option = find_option(argv[i]);
-        if (option != nullptr && option->apply == set_password)
-            std::memset(argv[i + 1], '*', std::strlen(argv[i + 1]));
+        if (option == nullptr || option->apply != set_password)
+            continue;
+        char* shown = argv[i + 1];
+        argv[i + 1] = strdup(shown);
+        if (argv[i + 1] == nullptr)
+            argv[i + 1] = shown;
+        else
+            std::memset(shown, '*', std::strlen(shown));
     }
 }
 
@@ -160,7 +166,6 @@ int run_net_test(int argc, char** argv) {
     set_test_defaults(&g_ftpBase->m_stFtpBaseConfig, &g_httpBase->m_stHttpBaseConfig);
     const bool is_http =
         scan_options(argc, argv, &g_ftpBase->m_stFtpBaseConfig, &g_httpBase->m_stHttpBaseConfig);
-    hide_passwords(argc, argv);
     CNetTest* test = g_ftpBase;
     if (is_http)
         test = g_httpBase;

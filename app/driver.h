@@ -23,8 +23,9 @@ bool scan_options(int argc, const char* const* argv, SFtpBaseConfig* ftp, SHttpB
 /// The record that a run with this command line keeps; null when it would keep none.
 const SRecordKind* find_run_record(int argc, const char* const* argv);
 
-/// Overwrites the values of "-pw" in the arguments themselves, once they have been read, so that
-/// the process list does not show them for the length of a test.
+/// Moves the values of "-pw" to the heap and overwrites them where they lay, so that the process
+/// list does not show them. `argv` points to the copies then. Call it first. Without memory for a
+/// copy the value stays.
 void hide_passwords(int argc, char** argv);
 
 /// Runs the test that the command line asks for. The outcome is in the test's result record; the

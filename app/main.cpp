@@ -1,13 +1,17 @@
 // net-test: a network throughput tester. One run does one FTP or HTTP test and ends.
 #include "app/driver.h"
 #include "app/process.h"
-#include "netbase/support/traces.h"
+#include "app/traceoutput.h"
+#include "app/tracequeue.h"
 
 int main(int argc, char** argv) {
     fill_standard_descriptors();
     disarm_write_signals();
-    ka_install_traces();
+    hide_passwords(argc, argv);
+    CTraceOutput output;
+    CTraceQueue traces(output);
+    traces.install();
     const int status = run_net_test(argc, argv);
-    ka_finish_traces();
+    traces.finish();
     return status;
 }

@@ -9,6 +9,7 @@
 
 #include "netbase/cnetbase.h"
 #include "netbase/support/textvalue.h"
+#include "netbase/support/trace.h"
 
 namespace {
 
@@ -22,7 +23,7 @@ struct CCommandCloser {
 void executeCMD(const char* cmd, char* out) {
     const std::unique_ptr<FILE, CCommandCloser> output(popen(cmd, "re"));  // NOLINT(cert-env33-c)
     if (output == nullptr) {
-        printf("popen %s error\n", cmd);
+        ka_trace("popen %s error\n", cmd);
         return;
     }
     // What is read counts, not what is kept: a command may write NUL bytes without end.
@@ -38,10 +39,10 @@ void get_dns_addr() {
     const std::string_view output(text.data());
     const size_t at = output.find(mark);
     if (at == std::string_view::npos) {
-        puts("nothing found");
+        ka_trace("nothing found\n");
     } else {
         const std::string_view peer = output.substr(at + mark.size());
         ka_copy_text(g_dns_addr, peer.substr(0, peer.find(' ')));
     }
-    printf("the dns addr is %s\n", g_dns_addr);
+    ka_trace("the dns addr is %s\n", g_dns_addr);
 }

@@ -172,6 +172,7 @@ class CNetTest_FtpBase : public CNetTest, public SFtpSession {
     struct SRun;
     int resolveServer();
     int beginRun(SRun& run);
+    int prepareTransfer(SRun& run);
     int openControl(SRun& run);
     int login(SRun& run);
     int chooseDataMode();

@@ -8,6 +8,8 @@
 #include <cstring>
 #include <string_view>
 
+#include "netbase/support/trace.h"
+
 namespace {
 
 constexpr size_t code_digits = 3;
@@ -85,7 +87,7 @@ void ip_address_to_port_repr(in_addr addr, int port, char* buf, unsigned int siz
     snprintf(buf, size, "%d,%d,%d,%d,%d,%d", a[0], a[1], a[2], a[3], (port & 0xff00) >> 8,
              port & 0xff);
     buf[size - 1] = '\0';
-    printf("buf: %s\n", buf);
+    ka_trace("buf: %s\n", buf);
 }
 
 std::array<char, 64> ftp_eprt_argument(const in6_addr& addr, int port) {

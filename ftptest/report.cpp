@@ -6,7 +6,7 @@
 #include "ftptest/ftprecord.h"
 #include "measure/netstep.h"
 #include "netbase/support/descriptor.h"
-#include "netbase/support/traces.h"
+#include "netbase/support/trace.h"
 
 namespace {
 
@@ -48,11 +48,10 @@ int CNetTest_FtpBase::reportFtpTestResult(bool bInProgress) {
     if (!bInProgress && record.verdict == MEAS_STEP_INPROGRESS)
         record.verdict = MEAS_STEP_FAIL;
     if (get) {
-        printf("srv_resp is %" PRId64 ",data_size is %" PRId64 "\n", record.contime,
-               record.totdata);
-        printf("data_time is %" PRId64 "\n", record.trtime);
+        ka_trace("srv_resp is %" PRId64 ",data_size is %" PRId64 "\n", record.contime,
+                 record.totdata);
+        ka_trace("data_time is %" PRId64 "\n", record.trtime);
     }
     file.write(ka_format_record(*kind, record));
-    ka_bring_out_traces();
     return 0;
 }

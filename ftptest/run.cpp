@@ -7,8 +7,10 @@
 #include "ftptest/ftprun.h"
 #include "ftptest/ftptext.h"
 #include "measure/netstep.h"
+#include "measure/timedspan.h"
 #include "netbase/support/descriptor.h"
 #include "netbase/support/textvalue.h"
+#include "netbase/support/trace.h"
 
 namespace {
 
@@ -18,12 +20,19 @@ constexpr int brief_timeout = 1000000;
 
 int CNetTest_FtpBase::onMainLoop() {
     SRun run;
-    if (beginRun(run) == 0 && openControl(run) == 0 && login(run) == 0 && chooseDataMode() == 0 &&
-        announceTransfer(run) == 0 && openPassiveData() == 0 && commandTransfer(run) == 0 &&
-        openActiveData() == 0 && transfer(run) == 0)
+    if (beginRun(run) == 0 && prepareTransfer(run) == 0 && transfer(run) == 0)
         closeTransfer(run);
     endRun(run);
     return 0;
+}
+
+int CNetTest_FtpBase::prepareTransfer(SRun& run) {
+    ka_settle_traces();
+    const CTimedSpan timed;
+    const bool ready = openControl(run) == 0 && login(run) == 0 && chooseDataMode() == 0 &&
+                       announceTransfer(run) == 0 && openPassiveData() == 0 &&
+                       commandTransfer(run) == 0 && openActiveData() == 0;
+    return ready ? 0 : -1;
 }
 
 int CNetTest_FtpBase::beginRun(SRun& run) {
@@ -41,25 +50,25 @@ int CNetTest_FtpBase::failControl(enet_step_type& step, bool& cause) {
 
 int CNetTest_FtpBase::openControl(SRun& run) {
     ka_step_start(m_eStepCtrlConn);
-    puts("in 6");
+    ka_trace("in 6\n");
     m_tvCtrlConnStart = ka_now();
     if (connectFtpCtrl() != 0)
         return failControl(m_eStepCtrlConn, m_bCtrlConnFail);
-    puts("in 7");
+    ka_trace("in 7\n");
     if (isExecExit())
         return -1;
-    puts("in 8");
+    ka_trace("in 8\n");
     if (exchange(nullptr, nullptr, m_stFtpBaseConfig.resp_timeout, run.reply) != FTP_READY)
         return failControl(m_eStepCtrlConn, m_bGreetFail);
     ka_step_pass(m_eStepCtrlConn);
     m_tvCtrlConnEnd = ka_now();
-    puts("in 9");
+    ka_trace("in 9\n");
     return isExecExit() ? -1 : 0;
 }
 
 int CNetTest_FtpBase::login(SRun& run) {
     const SFtpBaseConfig& config = m_stFtpBaseConfig;
-    puts("in 10");
+    ka_trace("in 10\n");
     ka_step_start(m_eStepCtrlAuth);
     int code = exchange("USER", config.username, config.resp_timeout, run.reply);
     if (code == FTP_NEED_PASSWORD) {
@@ -83,7 +92,7 @@ int CNetTest_FtpBase::chooseDataMode() {
     const bool port = m_stFtpBaseConfig.use_port != 0;
     ka_step_start(m_eStepPasv);
     ka_step_start(m_eStepPort);
-    puts("in 11");
+    ka_trace("in 11\n");
     if (pasv || port) {
         // Active mode stands in for a passive one that is refused.
         const bool chosen = (pasv && settle(m_eStepPasv, onPassiveMode()) == 0) ||
@@ -92,7 +101,7 @@ int CNetTest_FtpBase::chooseDataMode() {
             return -1;
     }
     ka_step_pass(m_eStepCtrlAuth);
-    puts("in 12");
+    ka_trace("in 12\n");
     return 0;
 }
 
@@ -112,20 +121,20 @@ int CNetTest_FtpBase::announceTransfer(SRun& run) {
         if (isExecExit())
             return -1;
     }
-    puts("in 13");
+    ka_trace("in 13\n");
     if (config.do_put != 0) {
-        printf("m_iPutFileSize is %" PRId64 "\n", m_iPutFileSize);
+        ka_trace("m_iPutFileSize is %" PRId64 "\n", m_iPutFileSize);
         char size[24];
         snprintf(size, sizeof(size), "%" PRId64, m_iPutFileSize);
         const int code = exchange("ALLO", size, config.resp_timeout, run.reply);
         if (!ftp_accepts_allo(code)) {
-            printf("the ctrl_retcode is %d\n", code);
+            ka_trace("the ctrl_retcode is %d\n", code);
             return ka_step_fail(m_eStepCtrlPut, m_bPutCmdFail);
         }
         if (isExecExit())
             return -1;
     }
-    puts("in 14");
+    ka_trace("in 14\n");
     ka_step_start(m_eStepDataConn);
     return isExecExit() ? -1 : 0;
 }
@@ -141,7 +150,7 @@ int CNetTest_FtpBase::openPassiveData() {
     }
     if (isExecExit())
         return -1;
-    puts("in 15");
+    ka_trace("in 15\n");
     return 0;
 }
 
@@ -150,12 +159,12 @@ int CNetTest_FtpBase::commandTransfer(SRun& run) {
     if (config.do_get != 0) {
         const int code = exchange("RETR", config.file_path, config.resp_timeout, run.reply);
         if (!ftp_accepts_retr(code)) {
-            puts("in 22");
+            ka_trace("in 22\n");
             return ka_step_fail(m_eStepCtrlPut, m_bRetrFail);
         }
-        puts("in 21");
+        ka_trace("in 21\n");
         ka_step_pass(m_eStepCtrlPut);
-        puts("in 23");
+        ka_trace("in 23\n");
         if (isExecExit())
             return -1;
     }
@@ -178,10 +187,10 @@ int CNetTest_FtpBase::openActiveData() {
     }
     if (isExecExit())
         return -1;
-    puts("in 16");
+    ka_trace("in 16\n");
     m_bDataConnFail = false;
     ka_step_pass(m_eStepDataConn);
-    puts("in 17");
+    ka_trace("in 17\n");
     // Without a direction no transfer was commanded.
     return m_eStepCtrlPut == NET_STEP_PASS ? 0 : -1;
 }
@@ -196,7 +205,7 @@ void CNetTest_FtpBase::closeTransfer(SRun& run) {
     if (m_stFtpBaseConfig.do_get != 0 && !m_bTranDone) {
         if (m_bGet226Seen) {
             m_bTranDone = true;
-            puts("data close(226) already received!");
+            ka_trace("data close(226) already received!\n");
         } else {
             m_bTranDone = exchange(nullptr, nullptr, m_stFtpBaseConfig.resp_timeout, run.reply) ==
                           FTP_COMPLETE;
@@ -214,5 +223,5 @@ void CNetTest_FtpBase::endRun(SRun& run) {
     ka_close_socket(m_sockeData);
     if (!run.quitSent && m_sockeCtrl > 0)
         exchange("QUIT", nullptr, m_stFtpBaseConfig.resp_timeout, run.reply);
-    puts("at the end");
+    ka_trace("at the end\n");
 }

@@ -7,6 +7,7 @@
 #include "ftptest/cnettest_ftpbase.h"
 #include "measure/netstep.h"
 #include "netbase/support/descriptor.h"
+#include "netbase/support/trace.h"
 
 namespace {
 
@@ -87,10 +88,10 @@ int CNetTest_FtpBase::connectFtpCtrl() {
     m_sockeCtrl = openFamilySocket(server.family(), SOCK_STREAM);
     char text[INET_ADDRSTRLEN];
     writeINET4Addr(&m_in4CtrlAddr, text);
-    printf("m_sockeCtrl is %d\n", m_sockeCtrl);
-    printf("m_iCtrlPort is %d\n", m_iCtrlPort);
-    printf("m_stFtpBaseConfig.use_inet6  is %d\n", m_stFtpBaseConfig.use_inet6);
-    printf("m_in4CtrlAddr is %s\n", text);
+    ka_trace("m_sockeCtrl is %d\n", m_sockeCtrl);
+    ka_trace("m_iCtrlPort is %d\n", m_iCtrlPort);
+    ka_trace("m_stFtpBaseConfig.use_inet6  is %d\n", m_stFtpBaseConfig.use_inet6);
+    ka_trace("m_in4CtrlAddr is %s\n", text);
     return connectOrClose(m_sockeCtrl, server, m_stFtpBaseConfig.ctrl_conn_timeout);
 }
 
@@ -122,14 +123,14 @@ int CNetTest_FtpBase::ftpTranStat(const timeval* now) {
     const bool put = m_stFtpBaseConfig.do_put != 0;
     SSpeedSample sample;
     if (takeSample(t, get, put, &sample)) {
-        printf("speed: min=%" PRId64 ", max=%" PRId64 ", cur=%" PRId64 ", avg=%" PRId64
-               ", bytes=%" PRId64 ", msecs=%" PRId64,
-               m_iMinSpeed, m_iMaxSpeed, m_iCurSpeed, m_iAvgSpeed, sample.bytes, sample.msecs);
-        printf("transfer all min is %" PRId64 "\n", sample.totalMsecs);
+        ka_trace("speed: min=%" PRId64 ", max=%" PRId64 ", cur=%" PRId64 ", avg=%" PRId64
+                 ", bytes=%" PRId64 ", msecs=%" PRId64,
+                 m_iMinSpeed, m_iMaxSpeed, m_iCurSpeed, m_iAvgSpeed, sample.bytes, sample.msecs);
+        ka_trace("transfer all min is %" PRId64 "\n", sample.totalMsecs);
         onTranExStat(sample.first, &t);
     }
     closeSample(t, get, put);
-    printf("received data is %" PRId64 ", send data is %" PRId64 "\n", m_iLastRecvSize,
-           m_iLastSendSize);
+    ka_trace("received data is %" PRId64 ", send data is %" PRId64 "\n", m_iLastRecvSize,
+             m_iLastSendSize);
     return 0;
 }

@@ -7,14 +7,15 @@
 #include "measure/netstep.h"
 #include "measure/receiver.h"
 #include "measure/sendqueue.h"
-#include "netbase/support/traces.h"
+#include "measure/timedspan.h"
+#include "netbase/support/trace.h"
 
 int CNetTest_FtpBase::transfer(SRun& run) {
-    const CTracesInTransfer timed;
+    const CTimedSpan timed(transfer_trace_percent);
     ka_step_start(m_eStepDataTran);
     startTransfer(ka_now());
     onTranExStart(&m_tvTranStart);
-    puts("in 18");
+    ka_trace("in 18\n");
     return download(run) == 0 && upload(run) == 0 ? 0 : -1;
 }
 

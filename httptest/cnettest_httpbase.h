@@ -127,6 +127,7 @@ class CNetTest_HttpBase : public CNetTest, public SHttpSession {
     int beginRun(SRun& run);
     int runRequest(SRun& run);
     int prepareRequest();
+    int exchangeHeads(SRun& run);
     int resolveServer();
     int connectServer();
     int sendRequest(SRun& run);

@@ -2,7 +2,6 @@
 #include "httptest/cnettest_httpbase.h"
 #include "httptest/httprecord.h"
 #include "netbase/support/descriptor.h"
-#include "netbase/support/traces.h"
 
 // The steps in the order in which they are reported below. Readers depend on the comma.
 const SRecordKind http_record = {"http",
@@ -24,6 +23,5 @@ int CNetTest_HttpBase::reportHttpTestResult(bool interim) {
         makeRecord({m_eStepPrepare, m_eStepConnect, m_eStepGetHead, m_eStepDownload}, m_tvConnStart,
                    m_tvConnEnd, m_iDataRecvSize);
     file.write(ka_format_record(http_record, record));
-    ka_bring_out_traces();
     return 0;
 }

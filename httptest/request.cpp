@@ -4,6 +4,7 @@
 #include "httptest/cnettest_httpbase.h"
 #include "httptest/httprequest.h"
 #include "netbase/support/textvalue.h"
+#include "netbase/support/trace.h"
 
 namespace {
 
@@ -46,7 +47,7 @@ int CNetTest_HttpBase::sendHttpGet() {
     const size_t length =
         g_bhttps ? http_build_request(g_szHostReq, "", m_szHostReq, m_szPortReq, &request)
                  : http_build_request(m_szFileReq, m_szParmReq, m_szHostReq, m_szPortReq, &request);
-    printf("m_szFileReq is %s,m_szParmReq is %s\n", m_szFileReq, m_szParmReq);
-    printf("http request header is %s\n", request.data());
+    ka_trace("m_szFileReq is %s,m_szParmReq is %s\n", m_szFileReq, m_szParmReq);
+    ka_trace("http request header is %s\n", request.data());
     return send(m_sockeHttp, request.data(), length, 0) == static_cast<ssize_t>(length) ? 0 : -1;
 }

@@ -7,10 +7,11 @@
 #include "httptest/httphead.h"
 #include "measure/netstep.h"
 #include "measure/receiver.h"
+#include "measure/timedspan.h"
 #include "measure/transferbuffer.h"
 #include "netbase/support/descriptor.h"
 #include "netbase/support/textvalue.h"
-#include "netbase/support/traces.h"
+#include "netbase/support/trace.h"
 
 namespace {
 
@@ -48,16 +49,16 @@ int CNetTest_HttpBase::beginRun(SRun& run) {
     g_bhttps = false;
     const size_t size =
         static_cast<size_t>(std::max(m_stHttpBaseConfig.buff_size, static_cast<int>(buffer_min)));
-    printf("buff_size is %zu\n", size);
+    ka_trace("buff_size is %zu\n", size);
     if (!run.buffer.allocate(size))
         return -1;
-    puts("onMainLoop 1");
+    ka_trace("onMainLoop 1\n");
     resetHttpSession(m_stHttpBaseConfig.url);
     m_tvTestStart = ka_now();
     reportHttpTestResult(true);
     if (isExecExit())
         return -1;
-    puts("onMainLoop 2");
+    ka_trace("onMainLoop 2\n");
     return 0;
 }
 
@@ -65,16 +66,20 @@ int CNetTest_HttpBase::runRequest(SRun& run) {
     run.fill = 0;
     run.finder = {};
     ka_close_socket(m_sockeHttp);
-    if (prepareRequest() != 0 || connectServer() != 0 || sendRequest(run) != 0 ||
-        receiveHead(run) != 0)
+    if (prepareRequest() != 0 || exchangeHeads(run) != 0)
         return -1;
-    const CTracesInTransfer timed;  // since the receive that completed the head
     takeHead(run);
     if (receiveBody(run) != 0)
         return -1;
     ka_step_pass(m_eStepDownload);
-    puts("onMainLoop 15");
+    ka_trace("onMainLoop 15\n");
     return 0;
+}
+
+int CNetTest_HttpBase::exchangeHeads(SRun& run) {
+    ka_settle_traces();
+    const CTimedSpan timed;
+    return connectServer() == 0 && sendRequest(run) == 0 ? receiveHead(run) : -1;
 }
 
 int CNetTest_HttpBase::prepareRequest() {
@@ -85,20 +90,20 @@ int CNetTest_HttpBase::prepareRequest() {
         return -1;
     if (resolveServer() != 0)
         return ka_step_fail(m_eStepPrepare, m_bDnsFail);
-    puts("onMainLoop 4");
+    ka_trace("onMainLoop 4\n");
     m_iHttpPort = m_szPortReq[0] != '\0' ? ka_text_to_int(m_szPortReq) : default_http_port;
     ka_step_pass(m_eStepPrepare);
     return isExecExit() ? -1 : 0;
 }
 
 int CNetTest_HttpBase::connectServer() {
-    puts("onMainLoop 5");
+    ka_trace("onMainLoop 5\n");
     ka_step_start(m_eStepConnect);
     reportHttpTestResult(true);
     m_tvConnStart = ka_now();
     if (connectHttpServ() != 0)
         return ka_step_fail(m_eStepConnect, m_bConnFail);
-    puts("onMainLoop 6");
+    ka_trace("onMainLoop 6\n");
     m_tvConnEnd = ka_now();
     ka_step_pass(m_eStepConnect);
     return isExecExit() ? -1 : 0;
@@ -110,7 +115,7 @@ int CNetTest_HttpBase::sendRequest(SRun& run) {
     m_tvReqStart = ka_now();
     if (sendHttpGet() != 0)
         return ka_step_fail(m_eStepGetHead);
-    puts("onMainLoop 7");
+    ka_trace("onMainLoop 7\n");
     run.headDeadline = CDeadline(m_stHttpBaseConfig.head_timeout);
     return 0;
 }
@@ -120,9 +125,9 @@ int CNetTest_HttpBase::receiveHead(SRun& run) {
     do {
         if (receiveHeadPart(run) != 0)
             return -1;
-        puts("onMainLoop 9");
+        ka_trace("onMainLoop 9\n");
         const bool found = run.finder.find(run.buffer.data(), run.fill, &tail);
-        printf("rev size is %zu,buff size is %zu\n", run.fill, run.buffer.size());
+        ka_trace("rev size is %zu,buff size is %zu\n", run.fill, run.buffer.size());
         if (found)
             break;
         if (run.fill == run.buffer.size() ? !run.buffer.grow(buffer_max) : isExecExit())
@@ -140,7 +145,7 @@ int CNetTest_HttpBase::receiveHeadPart(SRun& run) {
     timeval left;
     if (!run.headDeadline.timeLeft(run.now, &left))
         return ka_step_fail(m_eStepGetHead);
-    puts("onMainLoop 8");
+    ka_trace("onMainLoop 8\n");
     int closed = 0;
     int error = 0;
     const int received =
@@ -157,26 +162,28 @@ int CNetTest_HttpBase::receiveHeadPart(SRun& run) {
 
 void CNetTest_HttpBase::takeHead(SRun& run) {
     run.code = parseHttpHead(run.buffer.data(), static_cast<int>(m_iHeadSize));
-    printf("head parsed!(Content-Length=%s)\n", m_szContentLength);
-    printf("http_code is %d\n", run.code);
-    printf("response header is %.*s\n", static_cast<int>(run.fill), run.buffer.data());
+    ka_trace("head parsed!(Content-Length=%s)\n", m_szContentLength);
+    ka_trace("http_code is %d\n", run.code);
+    ka_trace("response header is %.*s\n", static_cast<int>(run.fill), run.buffer.data());
+    ka_settle_traces();  // it may be long, and the body's traces have little patience
     run.fill -= static_cast<size_t>(m_iHeadSize);
 }
 
 int CNetTest_HttpBase::receiveBody(SRun& run) {
+    const CTimedSpan timed(transfer_trace_percent);
     startBody(run);
     CReceiver receiver(m_sockeHttp, run.buffer.data(),
                        static_cast<size_t>(m_stHttpBaseConfig.buff_size), CReceiver::EUse::count);
     do {
-        printf("in 1 m_iGetTransSize is %" PRId64 ",m_iDataRecvSize is %" PRId64 "\n",
-               m_iGetTransSize, m_iDataRecvSize);
+        ka_trace("in 1 m_iGetTransSize is %" PRId64 ",m_iDataRecvSize is %" PRId64 "\n",
+                 m_iGetTransSize, m_iDataRecvSize);
         if (is_moved(run.code))
             m_iGetTransSize = m_iDataRecvSize + 1;  // one more receive shows whether a body comes
         if ((m_iGetTransSize < 0 || m_iDataRecvSize < m_iGetTransSize) &&
             receiveBodyPart(run, receiver) != 0)
             return -1;
-        printf("m_iGetTransSize is %" PRId64 ",m_iDataRecvSize is %" PRId64 "\n", m_iGetTransSize,
-               m_iDataRecvSize);
+        ka_trace("m_iGetTransSize is %" PRId64 ",m_iDataRecvSize is %" PRId64 "\n", m_iGetTransSize,
+                 m_iDataRecvSize);
         if (m_iGetTransSize >= 0 && m_iDataRecvSize >= m_iGetTransSize)
             m_bTranDone = true;
         if (isExecExit())
@@ -187,7 +194,7 @@ int CNetTest_HttpBase::receiveBody(SRun& run) {
 }
 
 void CNetTest_HttpBase::startBody(SRun& run) {
-    puts("onMainLoop 10");
+    ka_trace("onMainLoop 10\n");
     m_iGetTransSize = m_szContentLength[0] != '\0' ? ka_text_to_int64(m_szContentLength) : -1;
     ka_step_start(m_eStepDownload);
     m_iDataRecvSize = static_cast<int64_t>(run.fill);
@@ -201,7 +208,7 @@ int CNetTest_HttpBase::receiveBodyPart(SRun& run, CReceiver& receiver) {
     int closed = 0;
     int error = 0;
     const int received = receive(receiver, body_wait, &closed, &error);
-    printf("the recv_size is %d\n", received);
+    ka_trace("the recv_size is %d\n", received);
     run.now = ka_now();
     if (is_moved(run.code)) {
         if (received > 0)
@@ -210,7 +217,7 @@ int CNetTest_HttpBase::receiveBodyPart(SRun& run, CReceiver& receiver) {
     } else if (judgeBodyPart(closed != 0, error != 0) != 0) {
         return -1;
     }
-    puts("onMainLoop 13");
+    ka_trace("onMainLoop 13\n");
     m_tvTranEnd = run.now;
     if (received > 0)
         m_iDataRecvSize += received;
@@ -224,10 +231,10 @@ int CNetTest_HttpBase::judgeBodyPart(bool closed, bool error) {
         return ka_step_fail(m_eStepDownload, m_bPeerClosed);
     if (closed)
         m_bTranDone = true;  // the close is the end of a body of unknown size
-    puts("onMainLoop 11");
+    ka_trace("onMainLoop 11\n");
     if (error)
         return ka_step_fail(m_eStepDownload, m_bRecvError);
-    puts("onMainLoop 12");
+    ka_trace("onMainLoop 12\n");
     return 0;
 }
 
@@ -244,7 +251,7 @@ bool CNetTest_HttpBase::followRedirect(const SRun& run) {
     if (std::strstr(m_szLocation, "https") != nullptr)
         g_bhttps = true;
     if (run.code < 300 || run.code > 399 || m_szLocation[0] == '\0') {
-        puts("onMainLoop 16");
+        ka_trace("onMainLoop 16\n");
         return false;
     }
     ka_copy_text(g_szHostReq, m_szLocation);

@@ -10,6 +10,7 @@
 
 #include "measure/netstep.h"
 #include "measure/transferstat.h"
+#include "netbase/support/trace.h"
 
 const std::array<SRecordFigure, 7> record_figures = {{
     {"contime", &SRecord::contime, EFigure::msecs, "connect time"},
@@ -124,7 +125,7 @@ CRecordFile::CRecordFile(const char* path)
     : m_stream(ka_open_file(path, true)),
       m_lacksDescriptor(m_stream == nullptr && (errno == EMFILE || errno == ENFILE)) {
     if (m_stream == nullptr)
-        puts("File error setup save!");
+        ka_trace("File error setup save!\n");
 }
 
 void CRecordFile::write(const CRecordText& text) {

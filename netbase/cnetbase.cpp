@@ -5,6 +5,7 @@
 #include <cstdlib>
 
 #include "netbase/support/textvalue.h"
+#include "netbase/support/trace.h"
 
 char g_dns_addr[64] = "";
 
@@ -43,7 +44,7 @@ int CNetBase::init() {
         readDeviceType(text, &m_eDevType);
     if (readSysCtrlAttr("net-type", "type", text) == 0)
         readNetprotoType(text, &m_eNetProtoType);
-    printf("m_szBindDevName is %s\n", m_szBindDevName);
+    ka_trace("m_szBindDevName is %s\n", m_szBindDevName);
     return 0;
 }
 

@@ -6,7 +6,7 @@
 
 #include "netbase/support/descriptor.h"
 #include "netbase/support/textvalue.h"
-#include "netbase/support/traces.h"
+#include "netbase/support/trace.h"
 
 namespace {
 
@@ -23,7 +23,7 @@ struct SLookupTimes {
 
 in_addr look_up_in4(const char* host, SLookupTimes* times) {
     in_addr addr{};
-    ka_bring_out_traces();
+    ka_settle_traces();
     times->start = ka_now();
     const hostent* found = gethostbyname(host);
     times->end = ka_now();
@@ -69,7 +69,7 @@ int CNetTest::stopTest() {
 }
 
 int CNetTest::resolveIn4Addr(const char* host, in_addr* addr, timeval* tvStart, timeval* tvEnd) {
-    printf("host name is %s\n", host != nullptr ? host : "(null)");
+    ka_trace("host name is %s\n", host != nullptr ? host : "(null)");
     put(in_addr{}, addr);
     put(timeval{}, tvStart);
     put(timeval{}, tvEnd);
@@ -79,19 +79,19 @@ int CNetTest::resolveIn4Addr(const char* host, in_addr* addr, timeval* tvStart, 
     in_addr found{};
     SLookupTimes times;
     if (inet_pton(AF_INET, host, &found) != 1) {
-        puts("in resolvein4 0");
+        ka_trace("in resolvein4 0\n");
         found = look_up_in4(host, &times);
     }
     char text[INET_ADDRSTRLEN];
     writeINET4Addr(&found, text);
-    puts("in resolvein4 1");
-    printf("the reslve host name is %s\n", text);
+    ka_trace("in resolvein4 1\n");
+    ka_trace("the reslve host name is %s\n", text);
     if (found.s_addr == INADDR_ANY)
         return -1;
     put(found, addr);
     put(times.start, tvStart);
     put(times.end, tvEnd);
-    puts("in resolvein4 2");
+    ka_trace("in resolvein4 2\n");
     return 0;
 }
 

@@ -6,6 +6,7 @@
 #include "netbase/cnetbase.h"
 #include "netbase/dns/retryplan.h"
 #include "netbase/support/descriptor.h"
+#include "netbase/support/trace.h"
 
 namespace {
 
@@ -13,14 +14,14 @@ constexpr int first_timeout = 1000000;
 
 void print_record(int family, const hostent& record) {
     for (int i = 0; record.h_aliases[i] != nullptr; ++i)
-        printf("got alias(%d) %s\n", i, record.h_aliases[i]);
+        ka_trace("got alias(%d) %s\n", i, record.h_aliases[i]);
     for (int i = 0; record.h_addr_list[i] != nullptr; ++i) {
         // The list may hold addresses of the other family: take no more than is there.
         in6_addr addr{};
         std::memcpy(&addr, record.h_addr_list[i], kadns_addr_length(record.h_addr_list[i]));
         char text[INET6_ADDRSTRLEN] = "";
         inet_ntop(family, &addr, text, sizeof(text));
-        printf("got address(%d) %s\n", i, text);
+        ka_trace("got address(%d) %s\n", i, text);
     }
 }
 
@@ -32,7 +33,7 @@ CSockAddr inet4_server() {
         addr.s_addr = INADDR_NONE;
     char text[INET_ADDRSTRLEN];
     CNetBase::writeINET4Addr(&addr, text);
-    printf("the dns_addr.s_addr is %s", text);
+    ka_trace("the dns_addr.s_addr is %s", text);
     return readable ? CSockAddr::inet4(addr, dns_port) : CSockAddr();
 }
 
@@ -58,8 +59,8 @@ hostent* CNetBase::getHostAddr(int family, const char* name, hostent* out) {
 hostent* CNetBase::getHostAddr2(int family, const char* name, hostent* out, bool bUseDNS1,
                                 int timeout) {
     static hostent local_hent;
-    printf("start(hostname=%s, bUseDNS1=%d) ...\n", name != nullptr ? name : "(null)",
-           bUseDNS1 ? 1 : 0);
+    ka_trace("start(hostname=%s, bUseDNS1=%d) ...\n", name != nullptr ? name : "(null)",
+             bUseDNS1 ? 1 : 0);
     KADNS_DBGPROTO = DNSRES_DBGLEVEL;
     if (name == nullptr || *name == '\0' || (family != AF_INET && family != AF_INET6))
         return nullptr;
@@ -70,9 +71,9 @@ hostent* CNetBase::getHostAddr2(int family, const char* name, hostent* out, bool
     if (server.family() == 0)
         return nullptr;
 
-    puts("in getHostAddr2 6");
+    ka_trace("in getHostAddr2 6\n");
     const CDescriptor sock(openFamilySocket(family, SOCK_DGRAM));
-    printf("the fd_query_sock is %d\n", sock.get());
+    ka_trace("the fd_query_sock is %d\n", sock.get());
     if (!sock.isOpen() ||
         !kadns_exchange(kadns_send_query, family, sock.get(), name, server.get(), timeout, record))
         return nullptr;

@@ -11,6 +11,7 @@
 #include "netbase/cnetbase.h"
 #include "netbase/support/descriptor.h"
 #include "netbase/support/textvalue.h"
+#include "netbase/support/trace.h"
 
 namespace {
 
@@ -121,7 +122,7 @@ int CNetBase::getINET4Info(in_addr* addr, in_addr* mask, in_addr* gw) {
     put_out(gateway, gw);
     char text[INET_ADDRSTRLEN];
     writeINET4Addr(&own, text);
-    printf("the ip_addr is %s\n", text);
+    ka_trace("the ip_addr is %s\n", text);
     return 0;
 }
 

@@ -14,8 +14,11 @@
 class CDescriptor {
   public:
     explicit CDescriptor(int fd) : m_fd(fd) {}
-    CDescriptor(const CDescriptor&) = delete;
-    CDescriptor& operator=(const CDescriptor&) = delete;
+    CDescriptor(CDescriptor&& other) noexcept : m_fd(other.release()) {}
+    CDescriptor& operator=(CDescriptor&& other) noexcept {
+        std::swap(m_fd, other.m_fd);
+        return *this;
+    }
     ~CDescriptor() {
         const int reason = errno;
         if (m_fd >= 0)

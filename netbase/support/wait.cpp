@@ -6,44 +6,17 @@
 #include <cerrno>
 #include <ctime>
 
-#include "netbase/support/traces.h"
+#include "netbase/support/clock.h"
+#include "netbase/support/trace.h"
 
 namespace {
 
-constexpr timespec short_wait = {0, 100000000};
+constexpr timeval no_limit = {1 << 30, 0};
 
-/// Whoever watches sees where a run stands: the traces are brought out once a wait has lasted for a
-/// while and nothing can suffer from it.
-int wait_for_events(pollfd* fds, nfds_t count, timespec* limit) {
-    if (limit != nullptr && limit->tv_sec == 0 && limit->tv_nsec <= short_wait.tv_nsec)
-        return ppoll(fds, count, limit, nullptr);
-    const int hits = ppoll(fds, count, &short_wait, nullptr);
-    if (hits != 0)
-        return hits;
-    ka_bring_out_traces();
-    if (limit != nullptr) {
-        limit->tv_nsec -= short_wait.tv_nsec;
-        if (limit->tv_nsec < 0) {
-            limit->tv_nsec += 1000000000;
-            limit->tv_sec -= 1;
-        }
-    }
-    return ppoll(fds, count, limit, nullptr);
-}
-
-}  // namespace
-
-bool ka_wait_hit(const pollfd& fd) {
-    return (fd.revents & (fd.events | POLLERR | POLLHUP)) != 0;
-}
-
-EWait ka_wait(pollfd* fds, nfds_t count, const timeval* timeout) {
-    timespec limit{};
-    if (timeout != nullptr) {
-        limit.tv_sec = timeout->tv_sec + timeout->tv_usec / 1000000;
-        limit.tv_nsec = static_cast<long>(timeout->tv_usec % 1000000) * 1000;
-    }
-    const int hits = wait_for_events(fds, count, timeout != nullptr ? &limit : nullptr);
+EWait wait_once(pollfd* fds, nfds_t count, const timeval& limit) {
+    const timespec time{limit.tv_sec + limit.tv_usec / 1000000,
+                        static_cast<long>(limit.tv_usec % 1000000) * 1000};
+    const int hits = ppoll(fds, count, &time, nullptr);
     if (hits < 0)
         return errno == EINTR ? EWait::interrupted : EWait::failed;
     for (nfds_t i = 0; i < count; ++i) {
@@ -53,6 +26,40 @@ EWait ka_wait(pollfd* fds, nfds_t count, const timeval* timeout) {
         }
     }
     return hits > 0 ? EWait::ready : EWait::timeout;
+}
+
+/// Waits in parts, so that the program can look after its traces between them.
+EWait wait_in_parts(pollfd* fds, nfds_t count, const timeval& limit) {
+    const int reason = errno;
+    CDeadline deadline(limit);
+    timeval left;
+    while (deadline.timeLeft(&left)) {
+        const int soon = ka_trace_care(false);
+        errno = reason;
+        const bool is_last = soon < 0 || ka_tv_usecs(left) <= soon;
+        if (!is_last)
+            _usecs2timeval(soon, &left);
+        const EWait waited = wait_once(fds, count, left);
+        if (is_last || waited != EWait::timeout)
+            return waited;
+    }
+    return EWait::timeout;
+}
+
+}  // namespace
+
+bool ka_wait_hit(const pollfd& fd) {
+    return (fd.revents & (fd.events | POLLERR | POLLHUP)) != 0;
+}
+
+EWait ka_wait(pollfd* fds, nfds_t count, const timeval* timeout) {
+    const timeval limit = timeout != nullptr ? *timeout : no_limit;
+    if (limit.tv_sec < 0 || limit.tv_usec < 0) {
+        errno = EINVAL;
+        return EWait::failed;
+    }
+    return ka_trace_care == nullptr ? wait_once(fds, count, limit)
+                                    : wait_in_parts(fds, count, limit);
 }
 
 EWait ka_wait(int fd, short events, const timeval* timeout) {

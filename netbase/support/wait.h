@@ -10,9 +10,10 @@
 enum class EWait { ready, timeout, interrupted, failed };
 
 /// Waits until one of `count` descriptors has one of the events asked for, or an error or hang-up,
-/// for at most `timeout` (null: no limit). A negative descriptor is passed over; one that is not
-/// open fails the wait. The time value is not changed. An event is tested with ka_wait_hit. A wait
-/// that lasts brings out the traces.
+/// for at most `timeout` (null: no limit; negative: the wait fails). A negative descriptor is
+/// passed over; one that is not open fails the wait. The time value is not changed. An event is
+/// tested with ka_wait_hit. A wait
+///
 EWait ka_wait(pollfd* fds, nfds_t count, const timeval* timeout);
 
 /// Waits for `events` (POLLIN or POLLOUT) of one descriptor; a negative descriptor fails.

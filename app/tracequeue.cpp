@@ -1,0 +1,119 @@
+#include "app/tracequeue.h"
+
+#include <algorithm>
+#include <cstdio>
+
+#include "measure/timedspan.h"
+#include "netbase/support/clock.h"
+#include "netbase/support/trace.h"
+
+namespace {
+
+constexpr size_t piece_size = 8192;
+constexpr size_t full_enough = 49152;
+
+/// Time between two looks at the reader: what is printed is seen that soon.
+constexpr int64_t pace_usecs = 50000;
+
+// How long a reader is waited for that takes nothing.
+constexpr int64_t timed_idle_msecs = 50;
+constexpr int64_t untimed_idle_msecs = 3000;
+/// How long a reader is waited for in all, where nothing is timed.
+constexpr int64_t untimed_total_msecs = 120000;
+
+CTraceQueue* installed = nullptr;
+
+int64_t now_usecs() {
+    return ka_tv_usecs(ka_now());
+}
+
+ssize_t write_traces(void*, const char* text, size_t size) {
+    installed->take({text, size});
+    return static_cast<ssize_t>(size);
+}
+
+int care_for_traces(bool may_wait) {
+    if (may_wait)
+        installed->settle();
+    return installed->tend();
+}
+
+}  // namespace
+
+void CTraceQueue::install() {
+    FILE* stream = fopencookie(nullptr, "w", {nullptr, write_traces, nullptr, nullptr});
+    if (stream == nullptr)
+        return;
+    setvbuf(stream, nullptr, _IONBF, 0);
+    installed = this;
+    ka_set_trace_stream(stream);
+    ka_trace_care = care_for_traces;
+}
+
+void CTraceQueue::take(std::string_view text) {
+    while (!text.empty()) {
+        const std::string_view piece = text.substr(0, piece_size);
+        while (m_buffer.room() < piece.size()) {
+            if (!writeSome() && !waitForReader())
+                m_buffer.dropOldest(piece_size);
+        }
+        m_buffer.push(piece);
+        text.remove_prefix(piece.size());
+    }
+    if (m_buffer.size() > full_enough)
+        writeSome();
+}
+
+bool CTraceQueue::writeSome() {
+    const std::string_view text = m_buffer.front();
+    const size_t written = text.empty() ? 0 : m_output.write(text);
+    if (written == 0)
+        return false;
+    m_buffer.pop(written);
+    m_idleMsecs = 0;
+    return true;
+}
+
+int CTraceQueue::tend() {
+    if (m_buffer.front().empty())
+        return -1;
+    const int64_t now = now_usecs();
+    if (now - m_lastTended >= pace_usecs) {
+        m_lastTended = now;
+        while (writeSome()) {
+        }
+    }
+    return m_buffer.front().empty() ? -1 : static_cast<int>(m_lastTended + pace_usecs - now);
+}
+
+/// Waits until the reader takes something; false when it is waited for no longer.
+bool CTraceQueue::waitForReader() {
+    CTimedSpan* span = CTimedSpan::current();
+    const int64_t limit =
+        span != nullptr
+            ? std::min(timed_idle_msecs - m_idleMsecs, span->allowance())
+            : std::min(untimed_idle_msecs - m_idleMsecs, untimed_total_msecs - m_untimedMsecs);
+    if (limit <= 0)
+        return false;
+    const timeval start = ka_now();
+    const bool is_ready = m_output.wait(limit);
+    const int64_t waited = ka_tv_span_msecs(start, ka_now()) + 1;  // no wait is for nothing
+    m_idleMsecs += waited;
+    if (span != nullptr)
+        span->spend(waited);
+    else
+        m_untimedMsecs += waited;
+    return is_ready;
+}
+
+void CTraceQueue::settle() {
+    while (!m_buffer.front().empty() && (writeSome() || waitForReader())) {
+    }
+}
+
+void CTraceQueue::finish() {
+    m_idleMsecs = 0;
+    settle();
+    while (!m_output.isDone() && waitForReader()) {
+    }
+}
