@@ -22,9 +22,10 @@ constexpr size_t piece_size = 1024;
 /// when nobody reads any more.
 [[noreturn]] void copy_to_stdout(int link, pid_t parent) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (getppid() != parent)
+        _exit(0);
     std::array<char, piece_size> text;
-    ssize_t size = 0;
-    while (getppid() == parent && (size = read(link, text.data(), text.size())) > 0) {
+    for (ssize_t size; (size = read(link, text.data(), text.size())) > 0;) {
         for (ssize_t done = 0, count = 0; done < size; done += std::max<ssize_t>(count, 0)) {
             count = ::write(STDOUT_FILENO, text.data() + done, static_cast<size_t>(size - done));
             if (count < 0 && errno != EINTR)

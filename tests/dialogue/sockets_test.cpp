@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "netbase/cnettest.h"
+#include "netbase/support/trace.h"
 #include "tests/support/testbed.h"
 
 namespace {
@@ -49,14 +50,47 @@ TEST_F(Sockets, WaitTakesAnyDescriptor) {
     ASSERT_EQ(0, pipe(ends));
     const int high = fcntl(ends[0], F_DUPFD, 2000);
     const timeval limit{5, 0};
+    const timeval negative{-1, 0};
     EXPECT_EQ(0, ka_read_wait(high, nullptr));
     ASSERT_EQ(1, write(ends[1], "x", 1));
+    EXPECT_EQ(-1, ka_read_wait(high, &negative));
     EXPECT_EQ(1, ka_read_wait(high, &limit));
     close(high);
     EXPECT_EQ(-1, ka_read_wait(high, &limit));
     ualarm(50000, 50000);  // again and again, should the first come before the wait
     EXPECT_EQ(EWait::interrupted, ka_wait(nullptr, 0, &limit));  // reported, not taken up again
     ualarm(0, 0);
+}
+
+TEST_F(Sockets, WaitLooksAfterTheTraces) {
+    static int calls = 0;
+    ka_trace_care = [](bool may_wait) {
+        calls += may_wait ? 100 : 1;
+        errno = ENOSPC;
+        return 10000;
+    };
+    const timeval limit{0, 95000};
+    const timeval start = ka_now();
+    errno = EINPROGRESS;
+    EXPECT_EQ(EWait::timeout, ka_wait(nullptr, 0, &limit));
+    EXPECT_EQ(EINPROGRESS, errno);
+    EXPECT_GE(ka_tv_span_msecs(start, ka_now()), 95);
+    EXPECT_TRUE(calls >= 2 && calls <= 10) << calls;
+    ka_trace_care = nullptr;
+}
+
+TEST_F(Sockets, WaitLeavesStandardOutputAlone) {
+    int ends[2];
+    ASSERT_EQ(0, pipe(ends));
+    const CDescriptor saved(dup(STDOUT_FILENO));
+    ASSERT_EQ(0, fflush(stdout));
+    dup2(ends[1], STDOUT_FILENO);
+    const std::string much(fcntl(ends[1], F_GETPIPE_SZ), 'x');
+    EXPECT_EQ(much.size(), write(ends[1], much.data(), much.size()));  // nobody reads it
+    printf("printed");
+    const timeval limit{0, 150000};
+    EXPECT_EQ(EWait::timeout, ka_wait(nullptr, 0, &limit));
+    dup2(saved.get(), STDOUT_FILENO);
 }
 
 TEST_F(Sockets, ConnectTellsWhy) {
