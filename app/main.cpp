@@ -9,9 +9,6 @@ int main(int argc, char** argv) {
     disarm_write_signals();
     hide_passwords(argc, argv);
     CTraceOutput output;
-    CTraceQueue traces(output);
-    traces.install();
-    const int status = run_net_test(argc, argv);
-    traces.finish();
-    return status;
+    const CTraceQueue traces(output);
+    return run_net_test(argc, argv);
 }

@@ -1,5 +1,7 @@
 #include "app/tracequeue.h"
 
+#include <stdio_ext.h>
+
 #include <algorithm>
 #include <cstdio>
 
@@ -40,13 +42,13 @@ int care_for_traces(bool may_wait) {
 
 }  // namespace
 
-void CTraceQueue::install() {
-    FILE* stream = fopencookie(nullptr, "w", {nullptr, write_traces, nullptr, nullptr});
-    if (stream == nullptr)
+CTraceQueue::CTraceQueue(CTraceOutput& output) : m_output(output) {
+    m_stream = fopencookie(nullptr, "w", {nullptr, write_traces, nullptr, nullptr});
+    if (m_stream == nullptr)
         return;
-    setvbuf(stream, nullptr, _IONBF, 0);
+    setvbuf(m_stream, m_block.data(), _IOFBF, m_block.size());
     installed = this;
-    ka_set_trace_stream(stream);
+    ka_set_trace_stream(m_stream);
     ka_trace_care = care_for_traces;
 }
 
@@ -75,15 +77,20 @@ bool CTraceQueue::writeSome() {
 }
 
 int CTraceQueue::tend() {
-    if (m_buffer.front().empty())
+    if (isEmpty())
         return -1;
     const int64_t now = now_usecs();
     if (now - m_lastTended >= pace_usecs) {
         m_lastTended = now;
+        fflush(m_stream);
         while (writeSome()) {
         }
     }
-    return m_buffer.front().empty() ? -1 : static_cast<int>(m_lastTended + pace_usecs - now);
+    return isEmpty() ? -1 : static_cast<int>(m_lastTended + pace_usecs - now);
+}
+
+bool CTraceQueue::isEmpty() {
+    return __fpending(m_stream) == 0 && m_buffer.front().empty();
 }
 
 /// Waits until the reader takes something; false when it is waited for no longer.
@@ -107,13 +114,19 @@ bool CTraceQueue::waitForReader() {
 }
 
 void CTraceQueue::settle() {
+    fflush(m_stream);
     while (!m_buffer.front().empty() && (writeSome() || waitForReader())) {
     }
 }
 
-void CTraceQueue::finish() {
+CTraceQueue::~CTraceQueue() {
+    if (m_stream == nullptr)
+        return;
     m_idleMsecs = 0;
     settle();
     while (!m_output.isDone() && waitForReader()) {
     }
+    ka_trace_care = nullptr;
+    ka_set_trace_stream(nullptr);
+    fclose(m_stream);
 }

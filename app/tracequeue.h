@@ -1,7 +1,9 @@
 // The traces on their way from the test to their reader, who may be slower.
 #pragma once
 
+#include <array>
 #include <cstdint>
+#include <cstdio>
 #include <string_view>
 
 #include "app/tracebuffer.h"
@@ -12,11 +14,13 @@
 /// is not timed for some minutes. Otherwise the oldest lines are left out.
 class CTraceQueue {
   public:
-    /// The output stays the caller's.
-    explicit CTraceQueue(CTraceOutput& output) : m_output(output) {}
-
-    /// Sends the traces of the program and the library here, as long as the process lives.
-    void install();
+    /// From now on the traces of the program and the library come here. The output stays the
+    /// caller's.
+    explicit CTraceQueue(CTraceOutput& output);
+    CTraceQueue(const CTraceQueue&) = delete;
+    CTraceQueue& operator=(const CTraceQueue&) = delete;
+    /// Writes the last of them, waiting for their reader; there are no traces any more.
+    ~CTraceQueue();
 
     void take(std::string_view text);
     /// Writes what the reader takes at once, every now and then. Returns the microseconds until the
@@ -24,14 +28,15 @@ class CTraceQueue {
     int tend();
     /// Writes all that the reader takes, waiting for it.
     void settle();
-    /// The same for the last time.
-    void finish();
 
   protected:
+    bool isEmpty();
     bool writeSome();
     bool waitForReader();
 
     CTraceOutput& m_output;
+    FILE* m_stream = nullptr;
+    std::array<char, 8192> m_block;  ///< of the stream: it collects the lines of some passes
     CTraceBuffer m_buffer;
     int64_t m_lastTended = 0;    ///< microseconds
     int64_t m_idleMsecs = 0;     ///< waited since the reader has last taken something

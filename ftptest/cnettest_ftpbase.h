@@ -83,6 +83,7 @@ struct SFtpSession : CTransferStat {
 };
 
 class CReceiver;
+class CSender;
 
 class CNetTest_FtpBase : public CNetTest, public SFtpSession {
   public:
@@ -194,7 +195,9 @@ class CNetTest_FtpBase : public CNetTest, public SFtpSession {
     bool receivePart(SRun& run, CReceiver& receiver);
     /// One bounded wait and receive, as recvFtpData; the marks are clear, and may be null.
     int receiveData(CReceiver& receiver, int usecs, int* pbCtrlReadable, int* pbError);
-    bool sendPart(SRun& run);
+    int sendFile(SRun& run, const CSender& sender);
+    int sendPart(SRun& run, const CSender& sender);
+    void awaitDelivery(SRun& run, const CSender& sender);
     void pollControl(SRun& run);
     void endOfData(const timeval& now);
     void passTransfer(const timeval& now);

@@ -126,22 +126,17 @@ int CNetTest_FtpBase::recvFtpData(int usecs, char* buf, int len, int* pbCtrlRead
 
 int CNetTest_FtpBase::receiveData(CReceiver& receiver, int usecs, int* pbCtrlReadable,
                                   int* pbError) {
-    pollfd fds[] = {{receiver.socket(), POLLIN, 0}, {m_sockeCtrl, POLLIN, 0}};
     timeval limit;
     _usecs2timeval(usecs, &limit);
-    const EWait waited = receiver.wait(fds, pbCtrlReadable != nullptr ? 2 : 1, limit);
-    const bool ready = waited == EWait::ready;
-    const bool ctrl_readable = ready && ka_wait_hit(fds[1]);
-    if (pbCtrlReadable != nullptr)
-        *pbCtrlReadable = ctrl_readable ? 1 : 0;
-
-    bool error = waited != EWait::interrupted && !ctrl_readable;
+    CReceiver::SWatch ctrl{m_sockeCtrl, isIgnore226_onDataRecv(), false};
     ssize_t count = -1;
-    if (ready && ka_wait_hit(fds[0])) {
-        count = receiver.take();
-        error = count < 0 && errno != EINTR && errno != EAGAIN;
-    }
+    const EWait waited =
+        receiver.receive(limit, &count, pbCtrlReadable != nullptr ? &ctrl : nullptr);
+    const bool harmless =
+        waited == EWait::ready ? errno == EINTR || errno == EAGAIN : waited == EWait::interrupted;
+    if (pbCtrlReadable != nullptr)
+        *pbCtrlReadable = ctrl.isReadable ? 1 : 0;
     if (pbError != nullptr)
-        *pbError = error ? 1 : 0;
+        *pbError = count < 0 && !harmless ? 1 : 0;
     return static_cast<int>(count);
 }

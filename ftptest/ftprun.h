@@ -7,7 +7,8 @@
 struct CNetTest_FtpBase::SRun {
     FtpReply reply{};  ///< used again by every exchange
     CTransferBuffer data;
-    timeval lastSend{};     ///< when the kernel last took a part of the upload
+    int64_t sent = 0;       ///< bytes of the upload that the kernel took
+    timeval lastSend{};     ///< when it last took some
     bool watchCtrl = true;  ///< the control connection can still say something
     bool quitSent = false;
 };

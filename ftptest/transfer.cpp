@@ -6,9 +6,18 @@
 #include "ftptest/ftprun.h"
 #include "measure/netstep.h"
 #include "measure/receiver.h"
-#include "measure/sendqueue.h"
+#include "measure/sender.h"
 #include "measure/timedspan.h"
+#include "netbase/support/clock.h"
 #include "netbase/support/trace.h"
+
+namespace {
+
+/// How often the way of an upload's last bytes is looked at, and how long they may rest.
+constexpr timeval delivery_look = {0, 1000};
+constexpr timeval delivery_patience = {1, 0};
+
+}  // namespace
 
 int CNetTest_FtpBase::transfer(SRun& run) {
     const CTimedSpan timed(transfer_trace_percent);
@@ -55,8 +64,10 @@ bool CNetTest_FtpBase::receivePart(SRun& run, CReceiver& receiver) {
         m_tvTranEnd = now;
         sampleTransfer(now);
     }
-    receiver.follow(received, now, m_iGetFileSize < 0 ? -1 : m_iGetFileSize - m_iDataRecvSize);
-    if (m_iGetFileSize < 0 || m_iDataRecvSize < m_iGetFileSize)
+    if (m_iGetFileSize < 0)
+        return true;
+    receiver.follow(received, now, m_iGetFileSize - m_iDataRecvSize);
+    if (m_iDataRecvSize < m_iGetFileSize)
         return true;
     passTransfer(now);
     return false;
@@ -86,45 +97,76 @@ void CNetTest_FtpBase::endOfData(const timeval& now) {
     m_tvTranEnd = now;
 }
 
+/// While it runs, m_iDataSendSize is what the peer's kernel has acknowledged; from its end on, what
+/// our kernel took.
 int CNetTest_FtpBase::upload(SRun& run) {
     if (m_stFtpBaseConfig.do_put == 0)
         return 0;
-    CSendQueue queue(m_sockeData);
-    run.lastSend = ka_now();
-    do {
-        if (isExecExit())
-            return -1;
-        if (!sendPart(run))
-            return 0;
-        if (m_iDataSendSize >= m_stFtpBaseConfig.buff_size)
-            queue.follow();
-    } while (m_iDataSendSize < m_iPutFileSize);
-    passTransfer(m_tvTranEnd);
+    const CSender sender(m_sockeData, m_stFtpBaseConfig.data_timeout);
+    m_tvTranEnd = run.lastSend = ka_now();
+    const int result = sendFile(run, sender);
+    if (result == 0)
+        awaitDelivery(run, sender);
+    m_iDataSendSize = run.sent;
+    if (isExecExit())
+        return -1;
+    if (result == 0)
+        passTransfer(m_tvTranEnd);
     return 0;
 }
 
-/// One pass of the upload, a fifth of a second at most: hands over what is left of the current
-/// chunk; false when that failed. A kernel that takes nothing is asked again, as long as the
-/// time-out.
-bool CNetTest_FtpBase::sendPart(SRun& run) {
+/// Hands the file over in whole chunks; 0 when all of it was taken.
+int CNetTest_FtpBase::sendFile(SRun& run, const CSender& sender) {
+    do {
+        if (isExecExit() || sendPart(run, sender) != 0)
+            return -1;
+    } while (run.sent < m_iPutFileSize || run.sent % m_stFtpBaseConfig.buff_size != 0 ||
+             run.sent == 0);
+    return 0;
+}
+
+/// One pass: hands over what is left of the current chunk. A kernel that takes nothing is asked
+/// again, as long as the time-out.
+int CNetTest_FtpBase::sendPart(SRun& run, const CSender& sender) {
     const SFtpBaseConfig& config = m_stFtpBaseConfig;
-    const auto handed_over = static_cast<int>(m_iDataSendSize % config.buff_size);
-    const int sent = sendFtpData(std::min(config.data_timeout, send_pass_usecs),
-                                 run.data.data() + handed_over, config.buff_size - handed_over);
-    const timeval now = ka_now();
-    const timeval idle = ka_tv_diff(now, run.lastSend);
-    const bool took_nothing = sent < 0 && (errno == EAGAIN || errno == ETIMEDOUT);
-    m_tvTranEnd = now;
-    if (sent < 0 && (!took_nothing || timeval2usecs(&idle) >= config.data_timeout)) {
-        ka_step_fail(m_eStepDataTran, m_bSendError);
-        return false;
-    }
+    const auto begun = static_cast<size_t>(run.sent % config.buff_size);
+    const ssize_t sent =
+        sender.send(run.data.data() + begun, static_cast<size_t>(config.buff_size) - begun);
+    const bool took_nothing = sent < 0 && (errno == EAGAIN || errno == EINTR);
+    m_tvTranEnd = ka_now();
     if (sent > 0) {
-        m_iDataSendSize += sent;
-        run.lastSend = now;
+        run.sent += sent;
+        run.lastSend = m_tvTranEnd;
+    } else if (!took_nothing ||
+               ka_tv_usecs(ka_tv_diff(m_tvTranEnd, run.lastSend)) >= config.data_timeout) {
+        return ka_step_fail(m_eStepDataTran, m_bSendError);
     }
-    sampleTransfer(now);
-    return true;
+    if (isSampleDue(m_tvTranEnd)) {
+        m_iDataSendSize = run.sent - sender.pending();
+        sampleTransfer(m_tvTranEnd);
+    }
+    return 0;
+}
+
+/// Times the rest on its way to the peer. That ends with the last acknowledgement; when none comes
+/// for a second; or when one of the connections tells that the peer has done with it.
+void CNetTest_FtpBase::awaitDelivery(SRun& run, const CSender& sender) {
+    int64_t pending = sender.pending();
+    EWait waited = EWait::timeout;
+    while (pending > 0 && waited != EWait::ready && waited != EWait::failed && !isExecExit()) {
+        pollfd fds[] = {{m_sockeData, POLLIN, 0}, {m_sockeCtrl, POLLIN, 0}};
+        waited = ka_wait(fds, 2, &delivery_look);
+        const int64_t left = sender.pending();
+        const timeval now = ka_now();
+        if (left < pending) {
+            pending = left;
+            m_iDataSendSize = run.sent - left;
+            m_tvTranEnd = now;
+            sampleTransfer(now);
+        } else if (ka_tv_later(ka_tv_diff(now, m_tvTranEnd), delivery_patience)) {
+            return;
+        }
+    }
 }
 
 void CNetTest_FtpBase::passTransfer(const timeval& now) {

@@ -56,11 +56,9 @@ int CNetTest_HttpBase::recvHttpReply(const timeval* timeout, char* buf, int len,
 
 int CNetTest_HttpBase::receive(CReceiver& receiver, const timeval& timeout, int* closed,
                                int* error) {
-    pollfd fd{receiver.socket(), POLLIN, 0};
-    const EWait waited = receiver.wait(&fd, 1, timeout);
-    if (waited == EWait::timeout)
+    ssize_t received = -1;
+    if (receiver.receive(timeout, &received, nullptr) == EWait::timeout)
         return 0;
-    const ssize_t received = waited == EWait::ready ? receiver.take() : -1;
     if (received == 0 && closed != nullptr)
         *closed = 1;
     if (received < 0 && errno != EINTR && errno != EAGAIN && error != nullptr)

@@ -1,23 +1,18 @@
 // The receiving side of a transfer.
 #pragma once
 
-#include <poll.h>
 #include <sys/time.h>
 #include <sys/types.h>
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 
+#include "measure/batchrule.h"
 #include "netbase/support/wait.h"
 
-/// Receives from a socket, either for somebody who looks at the bytes or just to count them.
-///
-/// Bytes that only count are dropped by the kernel (MSG_TRUNC, tcp(7)) instead of being copied, and
-/// a fast transfer wakes the receiver for a batch instead of for every segment (SO_RCVLOWAT), which
-/// spares both sides the waking. What that brings hangs on the machine and on how the sender's
-/// kernel doses its segments: it also makes ours acknowledge each of them. So both ways are
-/// compared, window by window, and the better one is taken.
+/// Receives from a socket, either for somebody who looks at the bytes or just to count them. Bytes
+/// that only count are dropped by the kernel (MSG_TRUNC, tcp(7)) instead of being copied, and may
+/// be received in batches (SO_RCVLOWAT, socket(7)).
 class CReceiver {
   public:
     enum class EUse { keep, count };
@@ -26,36 +21,35 @@ class CReceiver {
     /// counts, too.
     CReceiver(int sock, char* buffer, size_t size, EUse use);
 
-    int socket() const { return m_sock; }
+    /// Another socket to look at while data are awaited.
+    struct SWatch {
+        int sock;
+        bool mayWait;     ///< it need not be looked at while data flow
+        bool isReadable;  ///< set by receive
+    };
 
-    /// As ka_wait, for a set that holds the socket. Less than a batch is waited for some
-    /// milliseconds longer at most.
-    EWait wait(pollfd* fds, nfds_t count, const timeval& timeout);
+    /// Waits at most `timeout`, or until the other socket becomes readable, and receives once what
+    /// has come, at most what the buffer holds. `*count` becomes the bytes received, 0 at the end
+    /// of the data; or -1, with errno EAGAIN when none have come, and when the wait did not end
+    /// with EWait::ready. `watch` may be null.
+    EWait receive(const timeval& timeout, ssize_t* count, SWatch* watch);
 
-    /// Takes what has come, at most what the buffer holds; the result is that of a recv that does
-    /// not wait.
-    ssize_t take();
-
-    /// Sets the next batch from the rate of late: `taken` bytes came until `now`, and `missing` are
-    /// still to come (negative: not known), which no batch exceeds.
-    void follow(ssize_t taken, const timeval& now, int64_t missing);
+    /// Sets the next batch from the rate of late: `received` bytes came until `now`, and `missing`
+    /// are still to come (negative: not known), which no batch exceeds.
+    void follow(ssize_t received, const timeval& now, int64_t missing);
 
   protected:
-    ssize_t takeOnTrial();
-    void endWindow(int64_t rate);
+    EWait receiveBriefly(ssize_t* count);
+    EWait waitAndTake(const timeval& timeout, ssize_t* count, SWatch* watch);
+    ssize_t take(int flags);
+    ssize_t takeOnTrial(int flags);
     void setMark(int mark);
 
     int m_sock;
     char* m_buffer;
     size_t m_size;
     enum class EDrop { untried, works, fails } m_drop;
-    int m_mark = 1;       ///< bytes that wake the receiver
-    int64_t m_batch = 1;  ///< what the rate asks for
-    int64_t m_windowBytes = 0;
-    timeval m_windowStart{};
-    bool m_inBatches = false;          ///< the way of the current window
-    bool m_batchesWon = false;         ///< the way that is taken between comparisons
-    std::array<int64_t, 2> m_rates{};  ///< bytes per millisecond of the last window of each way
-    int m_windowsLeft = 1;             ///< until the other way is tried again
-    int m_pause;                       ///< windows between two trials
+    int m_mark = 1;            ///< bytes that wake the receiver
+    bool m_isLimited = false;  ///< a receive that waits ends soon
+    CBatchRule m_rule;
 };

@@ -16,6 +16,12 @@ void ka_set_trace_stream(FILE* stream);
 /// is being timed it is called with `may_wait` true, and may wait for its reader.
 extern int (*ka_trace_care)(bool may_wait);
 
+/// Before something else that waits.
+inline void ka_tend_traces() {
+    if (ka_trace_care != nullptr)
+        ka_trace_care(false);
+}
+
 /// Passes on what was printed. Called where nothing is being timed, before something that is or
 /// that may last.
 inline void ka_settle_traces() {

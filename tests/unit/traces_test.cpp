@@ -80,10 +80,8 @@ class Traces : public OwnHost {
             _exit(9);
         {
             CTraceOutput output;
-            CTraceQueue queue(output);
-            queue.install();
+            const CTraceQueue queue(output);
             work();
-            queue.finish();
         }
         _exit(0);
     }
