@@ -1,6 +1,9 @@
 #include "measure/record.h"
 
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <charconv>
@@ -11,6 +14,7 @@
 #include "measure/netstep.h"
 #include "measure/transferstat.h"
 #include "netbase/support/trace.h"
+#include "netbase/support/wait.h"
 
 const std::array<SRecordFigure, 7> record_figures = {{
     {"contime", &SRecord::contime, EFigure::msecs, "connect time"},
@@ -59,6 +63,25 @@ bool take_number(std::string_view* rest, int64_t max, int64_t* value) {
         return false;
     rest->remove_prefix(static_cast<size_t>(end - rest->data()));
     return true;
+}
+
+/// Opens the file, creating it only when there is none: kernels may refuse that for the files of
+/// others in /tmp, to root too. A link, which may lead anywhere, is replaced by a file.
+CDescriptor open_record(const char* path) {
+    constexpr int mode = O_WRONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC;
+    int fd = open(path, mode);
+    if (fd < 0 && ((errno == ELOOP && unlink(path) == 0) || errno == ENOENT))
+        fd = open(path, mode | O_CREAT, 0666);
+    return CDescriptor(fd);
+}
+
+/// Keeps other tests from writing the same record at the same time. Whoever holds the lock for long
+/// is not waited for.
+void lock_record(int fd) {
+    constexpr timeval pause = {0, 1000};
+    for (int tries = 10; flock(fd, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK && tries > 0;
+         --tries)
+        ka_wait(nullptr, 0, &pause);
 }
 
 }  // namespace
@@ -122,23 +145,25 @@ bool ka_parse_record(std::string_view bytes, const SRecordKind& kind, SRecord* r
 }
 
 CRecordFile::CRecordFile(const char* path)
-    : m_stream(ka_open_file(path, true)),
-      m_lacksDescriptor(m_stream == nullptr && (errno == EMFILE || errno == ENFILE)) {
-    if (m_stream == nullptr)
+    : m_file(open_record(path)),
+      m_lacksDescriptor(!m_file.isOpen() && (errno == EMFILE || errno == ENFILE)) {
+    if (!m_file.isOpen()) {
         ka_trace("File error setup save!\n");
+        return;
+    }
+    lock_record(m_file.get());
+    [[maybe_unused]] const int emptied = ftruncate(m_file.get(), 0);
 }
 
 void CRecordFile::write(const CRecordText& text) {
-    if (m_stream == nullptr)
+    if (!m_file.isOpen())
         return;
     const size_t size = std::strlen(text.data()) + 1;
-    fwrite(text.data(), 1, size, m_stream.get());
-    fflush(m_stream.get());
-    // Another test may have written a longer one since this file was emptied.
-    const int file = fileno(m_stream.get());
+    [[maybe_unused]] const ssize_t written = ::write(m_file.get(), text.data(), size);
+    // Without the lock, another test may have written a longer one since this file was emptied.
     struct stat status {};
-    if (fstat(file, &status) == 0 && status.st_size > static_cast<off_t>(size)) {
-        [[maybe_unused]] const int cut = ftruncate(file, static_cast<off_t>(size));
+    if (fstat(m_file.get(), &status) == 0 && status.st_size > static_cast<off_t>(size)) {
+        [[maybe_unused]] const int cut = ftruncate(m_file.get(), static_cast<off_t>(size));
     }
-    m_stream.reset();
+    m_file = CDescriptor(-1);
 }

@@ -72,7 +72,7 @@ bool ka_parse_record(std::string_view bytes, const SRecordKind& kind, SRecord* r
                      std::string* why);
 
 /// A record file that is being rewritten. Opening it empties it, so that a reader sees an empty
-/// file or a whole record, never a part of one.
+/// file or a whole record, never a part of one. It is locked meanwhile (flock), for other tests.
 class CRecordFile {
   public:
     /// Prints "File error setup save!" when the file can't be opened.
@@ -85,6 +85,6 @@ class CRecordFile {
     void write(const CRecordText& text);
 
   protected:
-    CStream m_stream;
+    CDescriptor m_file;
     bool m_lacksDescriptor;
 };

@@ -1,4 +1,6 @@
 // The files of the port control directory.
+#include <fcntl.h>
+
 #include <algorithm>
 #include <array>
 #include <cctype>
@@ -31,6 +33,17 @@ void put_value(std::string_view value, char* out) {
         out[value.copy(out, attr_text_max)] = '\0';
 }
 
+/// Opens a file to be read, or emptied and written; null on failure. Unlike fopen it does not wait
+/// for the other end when a FIFO lies there.
+CStream open_file(const char* path, bool write) {
+    const int mode = write ? O_WRONLY | O_CREAT | O_TRUNC : O_RDONLY;
+    CDescriptor file(open(path, mode | O_NONBLOCK | O_CLOEXEC, 0666));
+    CStream stream(file.isOpen() ? fdopen(file.get(), write ? "wb" : "rb") : nullptr);
+    if (stream != nullptr)
+        file.release();
+    return stream;
+}
+
 /// What was written counts only once the stream has taken it all.
 bool close_written(CStream stream) {
     return fclose(stream.release()) == 0;
@@ -47,7 +60,7 @@ FILE* CNetBase::openSysCtrlFile(const char* name, int write) const {
     char path[256];
     if (name == nullptr || !sysCtrlPath(name, path))
         return nullptr;
-    return ka_open_file(path, write != 0).release();
+    return open_file(path, write != 0).release();
 }
 
 int CNetBase::writeFileLine(FILE* f, const char* key, const char* value) {

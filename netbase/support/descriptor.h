@@ -1,7 +1,6 @@
 // Owners of descriptors and streams.
 #pragma once
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -48,18 +47,3 @@ struct CStreamCloser {
 
 /// Local owner of a standard stream.
 using CStream = std::unique_ptr<FILE, CStreamCloser>;
-
-/// Opens a file to be read, or emptied and written; null on failure. Unlike fopen it does not wait
-/// for the other end when a FIFO lies there, and asks for a file to be created only when there is
-/// none: kernels may refuse that for the files of others in /tmp, to root too.
-inline CStream ka_open_file(const char* path, bool write) {
-    const int mode = (write ? O_WRONLY | O_TRUNC : O_RDONLY) | O_NONBLOCK | O_CLOEXEC;
-    int fd = open(path, mode);
-    if (fd < 0 && write && errno == ENOENT)
-        fd = open(path, mode | O_CREAT, 0666);
-    CDescriptor file(fd);
-    CStream stream(file.isOpen() ? fdopen(file.get(), write ? "wb" : "rb") : nullptr);
-    if (stream != nullptr)
-        file.release();
-    return stream;
-}

@@ -1,10 +1,12 @@
 #include "tests/support/testbed.h"
 
+#include <fcntl.h>
 #include <netinet/tcp.h>
 #include <sched.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 
+#include <algorithm>
 #include <csignal>
 #include <fstream>
 #include <iostream>

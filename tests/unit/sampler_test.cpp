@@ -1,10 +1,8 @@
-// What both tests measure with: the speed sampler, with times given here, the record, the buffer.
+// What both tests measure with: the speed sampler, with times given here, the rule of batches, the
+// buffer.
 #include "ftptest/cnettest_ftpbase.h"
-#include "httptest/httprecord.h"
 #include "measure/transferbuffer.h"
 #include "tests/support/testbed.h"
-
-#include <cstring>
 
 /// AddressSanitizer would end the program when memory is short.
 extern "C" const char* __asan_default_options() {  // NOLINT(bugprone-reserved-identifier)
@@ -66,28 +64,6 @@ TEST_F(Sampler, IsDueWhenTheWholeSecondsDiffer) {
     test.m_tvLastStat = {12, 100000};  // late for the first second, but the next comes on time
     EXPECT_FALSE(test.isSampleDue({12, 800000}));
     EXPECT_TRUE(test.isSampleDue({12, 900000}));
-}
-
-TEST(Record, IsReadAsItIsWritten) {
-    const SRecord all = {4, {6, 6, 6, 4}, 1, 2, INT64_MAX, 3, 4, 5, 6};
-    const CRecordText text = ka_format_record(http_record, all);
-    for (const Row& c : table(R"(
-        ,        | ,           |
-        \0       |             | its closing NUL is missing
-        ,avgspeed:6\0 |        | it ends before "avgspeed"
-        d,       | d:          | "step_download," is not where it belongs
-        contime  | cantime     | "contime:" is not where it belongs
-        trtime:2 | trtime:-2   | "trtime" has no value that it may have
-        connect:6 | connect:7  | "step_connect" has no value that it may have
-        775807   | 775808      | "totdata" has no value that it may have)")) {
-        std::string line(text.data(), strlen(text.data()) + 1);
-        line.replace(line.find(c[0]), c[0].size(), c[1]);
-        SRecord record;
-        std::string why;
-        EXPECT_EQ(c[2].empty(), ka_parse_record(line, http_record, &record, &why)) << line;
-        EXPECT_EQ(c[2], why);
-        EXPECT_TRUE(!why.empty() || text == ka_format_record(http_record, record));
-    }
 }
 
 TEST(TransferBuffer, StaysAsItIsWhenMemoryIsShort) {
