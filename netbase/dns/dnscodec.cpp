@@ -142,9 +142,13 @@ bool CMessageReader::decodeName(DnsName* text, size_t* encoded) const {
                 *encoded = consumed;
             return true;
         }
-        if (consumed + head > encoded_name_max || head > m_length - at)
+        if (consumed + head > encoded_name_max)
             return *encoded != 0;
-        if ((written && !out.appendDot()) || !out.append(m_msg + at, head))
+        // Behind a pointer, a label that the message's end cuts shows what has come of it.
+        if (head > m_length - at && *encoded == 0)
+            return false;
+        const size_t received = std::min<size_t>(head, m_length - at);
+        if ((written && !out.appendDot()) || !out.append(m_msg + at, received))
             return false;
         written = true;
         at += head;

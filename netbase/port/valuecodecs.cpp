@@ -102,7 +102,7 @@ void CNetBase::readMAC6Addr(const char* text, unsigned char* addr) {
     std::memset(addr, 0, 6);
     for (int i = 0; text != nullptr && i < 6; ++i) {
         char* end = nullptr;
-        const unsigned long field = std::strtoul(text, &end, 16);
+        const unsigned long long field = std::strtoull(text, &end, 16);
         if (end == text)
             break;
         addr[i] = static_cast<unsigned char>(field & 0xFF);

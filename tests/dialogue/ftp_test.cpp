@@ -1,6 +1,7 @@
 // The FTP channels, and whole runs against a scripted server.
 #include "ftptest/cnettest_ftpbase.h"
 
+#include <algorithm>
 #include <ctime>
 #include <map>
 
@@ -16,6 +17,7 @@ namespace {
 ///              "exit" without one: the test is told to end before the reply
 ///     deed   = "closes" | "resets" | "holds" until the client closes | "drains" what comes
 ///            | "ignores" what comes | "late": the further reply comes before the data
+///            | "tells": it comes behind the data, which is not closed before the client does
 ///            | "leaves" | "leaves holding": the control connection ends before the data
 using Script = std::map<std::string, Row>;
 
@@ -72,19 +74,26 @@ struct FtpServer {
         if (answer[2].substr(0, 6) == "leaves")
             ka_close_socket(ctrl.fd);
         if (!answer[2].empty())
-            transfer(ctrl, answer[1], answer[2]);
+            transfer(ctrl, answer);
         ctrl.say(answer[3], cut);
     }
 
-    void transfer(Connection& ctrl, const std::string& bytes, const std::string& does) {
+    void transfer(Connection& ctrl, Row& answer) {
+        const std::string& does = answer[2];
         Connection data = port == 0 ? passive.accept() : Connection(socket(family, SOCK_STREAM, 0));
         const CSockAddr to = CSockAddr::localOf(listener.sock.get()).withPort(port);
         if (port != 0)
             connect(data.fd, to.get(), to.length());
-        data.say(bytes);
-        for (ssize_t n; does == "drains" && (n = recv(data.fd, nullptr, 1 << 20, MSG_TRUNC)) > 0;)
+        data.say(answer[1]);
+        std::string bytes_in(1 << 20, 'x');
+        for (ssize_t n;
+             does == "drains" && (n = recv(data.fd, bytes_in.data(), bytes_in.size(), 0)) > 0;) {
             received += n;
-        if (does == "holds" || does == "leaves holding")
+            zeros += std::count(bytes_in.begin(), bytes_in.begin() + n, '\0');
+        }
+        if (does == "tells")
+            ctrl.say(std::exchange(answer[3], ""));
+        if (does == "holds" || does == "leaves holding" || does == "tells")
             data.readUntil("never");
         if (does == "ignores")
             ctrl.readUntil("\n");
@@ -103,6 +112,7 @@ struct FtpServer {
     int port = 0;  ///< of the client, in active mode
     std::string heard;
     int64_t received = 0;
+    int64_t zeros = 0;  ///< of these bytes
 };
 
 /// Notes each report: r(unning) or f(inal), the bytes of the commands sent before, the verdict; and
@@ -117,8 +127,13 @@ struct Probe : CNetTest_FtpBase {
     }
     int onTranExStart(const timeval* start) override {
         reports += start == &m_tvTranStart && ka_tv_isset(*start) ? " s" : " early";
+        const std::string much(65536, '\0');
+        for (ssize_t n = 0; fillFirst && n >= 0; filled += std::max<ssize_t>(n, 0))
+            n = send(m_sockeData, much.data(), much.size(), MSG_DONTWAIT);
         return 0;
     }
+    bool fillFirst = false;  ///< the transfer begins with a send queue that takes nothing
+    int64_t filled = 0;
     std::string reports;
 };
 
@@ -132,6 +147,7 @@ class FtpRun : public OwnHost {
         const auto asked = [&](const char* word) { return what.find(word) < what.size(); };
         if (!asked("again"))
             test = std::make_unique<Probe>();
+        test->fillFirst = fillFirst;
         const char* host = config.use_inet6 != 0 ? "::1" : "127.0.0.1";
         ka_copy_text(config.host_name, asked("nowhere") ? "no.such." : host);
         config.ctrl_port = server.listener.port();
@@ -150,6 +166,7 @@ class FtpRun : public OwnHost {
         }
         heard = server.heard;
         received = server.received;
+        zeros = server.zeros;
         port = server.port;
         return outcome(readFile(config.do_get != 0 ? "/tmp/ftpgetrst" : "/tmp/ftpputrst"));
     }
@@ -160,6 +177,8 @@ class FtpRun : public OwnHost {
     std::string heard;
     std::string trace;
     int64_t received = 0;
+    int64_t zeros = 0;
+    bool fillFirst = false;
     int port = 0;  ///< that the client announced
 };
 
@@ -287,16 +306,17 @@ TEST_F(FtpRun, TheCourseOfADownload) {
 }
 
 TEST_F(FtpRun, WhatFollowsABurst) {
-    const std::string burst(1 << 26, 'd');  // by its end the client waits for batches
+    const std::string burst(1 << 24, 'd');  // by its end the client waits for batches
     config.data_timeout = 1500000;
     for (const Row& c : table(R"(
-        last bytes    | 67108869 | 213 67108869\r\n | hello
-        after a stall | 67108869 | 213 67108869\r\n | <pause 500>hello
-        a trickle     | 67108868 | 213 67108868\r\n | d<pause 600>d<pause 600>d<pause 600>d
-        a close       | 67108869 | 550 no\r\n       | <pause 50>hello)")) {
+        last bytes    | 6 666666 16777221 | 213 16777221\r\n | closes | hello
+        after a stall | 6 666666 16777221 | 213 16777221\r\n | closes | <pause 500>hello
+        a trickle     | 6 666666 16777220 | 213 16777220\r\n | closes | d<pause 600>d<pause 600>d<pause 600>d
+        a close       | 6 666666 16777221 | 550 no\r\n       | closes | <pause 50>hello
+        a reply       | 5 666664 16777221 | 550 no\r\n       | tells  | <pause 50>hello)")) {
         SCOPED_TRACE(c[0]);
-        const Row answer = {"150 a\r\n", burst + c[3], "closes", "226 b\r\n"};
-        EXPECT_EQ("6 666666 " + c[1], run(with("RETR", answer, with("SIZE", {c[2]})), "get pasv"));
+        const Row answer = {"150 a\r\n", burst + c[4], c[3], "226 b\r\n"};
+        EXPECT_EQ(c[1], run(with("RETR", answer, with("SIZE", {c[2]})), "get pasv"));
     }
 }
 
@@ -343,12 +363,34 @@ TEST_F(FtpRun, Uploads) {
         config.put_size = one_chunk;
         EXPECT_EQ("6 666666 524288", run(good, "put port"));
     }
+    // A queue that takes nothing at first is asked again.
+    fillFirst = true;
+    config.put_size = 0;
+    EXPECT_EQ("6 666666 524288",
+              run(with("STOR", {"150 go\r\n", "<pause 300>", "drains", "226 b\r\n"}), "put pasv"));
+    EXPECT_EQ(received, test->filled + 524288);
+    fillFirst = false;
+    // Behind a download on the same connection, too, nothing but zeros is sent.
+    config.put_size = 1;
+    EXPECT_EQ("6 666666 100000", run(with("STOR", {"150 go\r\n", file, "drains", "226 b\r\n"},
+                                          with("RETR", {"150 a\r\n"})),
+                                     "get put pasv"));
+    EXPECT_EQ(524288, zeros);
     // Into a peer that stops reading: the part handed over counts.
     config.put_size = config.buff_size = 1 << 24;
     EXPECT_EQ("5 666665",
               run(with("STOR", {"150 go\r\n", "", "ignores"}), "put pasv").substr(0, 8));
     EXPECT_NE(0, test->m_iDataSendSize);
     EXPECT_LT(ka_tv_span_msecs(test->m_tvTranStart, test->m_tvTranEnd), 8000);
+}
+
+TEST_F(FtpRun, UploadsAreTimedUntilTheyHaveArrived) {
+    ASSERT_EQ(0, shell("tc qdisc add dev lo root tbf rate 100mbit burst 100kb limit 100mb"));
+    config.put_size = 5000000;  // some 0.4 s; the send queue alone would take most of it at once
+    EXPECT_EQ("6 666666 5242880", run(good, "put pasv"));  // whole chunks
+    EXPECT_EQ(5242880, received);
+    EXPECT_GE(ka_tv_span_msecs(test->m_tvTranStart, test->m_tvTranEnd), 380);
+    EXPECT_LT(test->m_iAvgSpeed, 13500000);
 }
 
 TEST_F(FtpRun, HostileControlConnections) {

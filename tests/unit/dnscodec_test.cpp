@@ -126,6 +126,10 @@ TEST(DnsCodec, DecodesNames) {
     for (const auto& [owner, ok] : cases)
         EXPECT_EQ(ok ? "h.x 10.0.0.1" : "refused", parsed(response({owner + tail})))
             << testing::PrintToString(owner);
+    // Of a label that the end of the message cuts, what has come: the text's is at offset 49.
+    for (const std::string part : {"", "a", "ab"})
+        EXPECT_EQ("h.x n." + part, parsed(response({record(ask, 5, hex("016E C031")),
+                                                    record(ask, 16, hex("05") + part)})));
     // A malformed stretch behind a pointer just ends the name.
     EXPECT_EQ("h.x ab. 10.0.0.1",
               parsed(response({record(ask, 5, hex("026162 C023") + hex("41")), a4})));

@@ -1,7 +1,9 @@
 // What both tests measure with: the speed sampler, with times given here, the rule of batches, the
 // buffer.
 #include "ftptest/cnettest_ftpbase.h"
+#include "measure/batchrule.h"
 #include "measure/transferbuffer.h"
+#include "netbase/support/clock.h"
 #include "tests/support/testbed.h"
 
 /// AddressSanitizer would end the program when memory is short.
@@ -64,6 +66,58 @@ TEST_F(Sampler, IsDueWhenTheWholeSecondsDiffer) {
     test.m_tvLastStat = {12, 100000};  // late for the first second, but the next comes on time
     EXPECT_FALSE(test.isSampleDue({12, 800000}));
     EXPECT_TRUE(test.isSampleDue({12, 900000}));
+}
+
+TEST(BatchRule, TakesBatchesUnlessTheyBringClearlyLess) {
+    // Megabytes per second without batches and with them; the per cent of the time that goes to
+    // batches, and their KiB in the end.
+    struct Case {
+        int64_t any, batches;
+        int least, most, kib;
+    };
+    for (const auto& [any, batches, least, most, kib] : {Case{1000, 1000, 90, 100, 256},
+                                                         {1000, 980, 90, 100, 256},
+                                                         {1000, 900, 0, 10, 256},
+                                                         {1000, 1100, 90, 100, 512},
+                                                         {9000, 9000, 90, 100, 512},
+                                                         {100, 100, 90, 100, 32},
+                                                         {20, 20, 0, 0, 0}}) {
+        CBatchRule rule;
+        int64_t batch = 1;
+        int64_t last = 0;
+        int in_batches = 0;
+        for (int msecs = 0; msecs < 5000; ++msecs) {
+            batch = rule.follow((batch > 1 ? batches : any) * 1000,
+                                {9 + msecs / 1000, msecs % 1000 * 1000});
+            in_batches += batch > 1 ? 1 : 0;
+            last = batch > 1 ? batch : last;
+        }
+        SCOPED_TRACE(std::to_string(any) + " " + std::to_string(batches));
+        EXPECT_GE(in_batches / 50, least);
+        EXPECT_LE(in_batches / 50, most);
+        EXPECT_EQ(kib, last / 1024);
+    }
+}
+
+TEST(BatchRule, FollowsARateThatChanges) {
+    CBatchRule rule;
+    timeval now{9, 0};
+    const auto batchAfter = [&](int64_t megabytes, int windows) {
+        int64_t batch = 0;
+        for (int i = 0; i < windows; ++i) {
+            now = ka_tv_add(now, {0, 8000});
+            batch = rule.follow(megabytes * 8000, now);
+        }
+        return batch;
+    };
+    EXPECT_EQ(262144, batchAfter(1000, 40));
+    EXPECT_EQ(32768, batchAfter(100, 2));
+    rule.giveUp();  // a batch did not come
+    EXPECT_EQ(1, rule.follow(5, ka_tv_add(now, {0, 7000})));
+    now = ka_tv_add(now, {1, 0});
+    EXPECT_EQ(1, rule.follow(0, now));  // a stall
+    EXPECT_EQ(262144, batchAfter(1000, 4));
+    EXPECT_EQ(1, batchAfter(20, 1));
 }
 
 TEST(TransferBuffer, StaysAsItIsWhenMemoryIsShort) {

@@ -31,9 +31,11 @@ TEST(AttrLine, IsTakenApart) {
 TEST(ValueCodecs, HardwareAddressesAndNumbers) {
     char text[18];
     unsigned char mac[6] = {9, 9, 9, 9, 9, 9};
-    CNetBase::readMAC6Addr("0a:1B:0x2c:1ff:-1", mac);
+    CNetBase::readMAC6Addr("0a:1B:0x2c:1ff:-1:123456789", mac);
     CNetBase::writeMAC6Addr(mac, text);
-    EXPECT_STREQ("0A:1B:2C:FF:FF:00", text);
+    EXPECT_STREQ("0A:1B:2C:FF:FF:89", text);
+    CNetBase::readMAC6Addr("a:b:c", mac);
+    EXPECT_EQ(hex("0A0B0C000000"), std::string(mac, mac + 6));
     for (const Row& c : table(R"(
         \s\t-12x              | -12         | -12
         x                     | 0           | 0
