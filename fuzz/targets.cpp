@@ -4,18 +4,25 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <string>
+#include <vector>
 
+#include "app/driver.h"
+#include "app/tracebuffer.h"
 #include "ftptest/cnettest_ftpbase.h"
 #include "ftptest/ftptext.h"
 #include "httptest/cnettest_httpbase.h"
 #include "httptest/httphead.h"
 #include "httptest/httprecord.h"
+#include "measure/receiver.h"
 #include "netbase/dns/dnscodec.h"
 #include "netbase/link/arpframe.h"
 #include "netbase/link/ndmessage.h"
 #include "netbase/port/attrline.h"
+#include "netbase/support/descriptor.h"
+#include "netbase/support/textvalue.h"
 
 namespace {
 
@@ -123,6 +130,130 @@ const char* text(Bytes data) {
 [[maybe_unused]] void arp(Bytes data, size_t size) {
     EtherAddr hwaddr;
     ka_accept_arp_reply(data, size, in_addr{7}, &hwaddr);
+}
+
+/// The attribute and conf files of a port.
+[[maybe_unused]] void port(Bytes data, size_t size) {
+    static CNetBase object(0, 0);
+    ka_copy_text(object.m_szSysCtrlDir, "/tmp");
+    const CStream file(object.openSysCtrlFile("f", 1));
+    require(file != nullptr && fwrite(data, 1, size, file.get()) == size &&
+            fflush(file.get()) == 0);
+    char value[128];
+    std::memset(value, 'x', sizeof(value));
+    const bool is_found = object.readSysCtrlAttr("f", "k", value) == 0;
+    require(std::memchr(value, '\0', sizeof(value)) != nullptr && (*value != '\0') == is_found);
+    std::memset(value, 'x', sizeof(value));
+    require(object.readSysCtrlConf("f", value) == 0);
+    require(std::strcspn(value, "\r\n") == std::strlen(value) &&
+            std::strlen(value) < sizeof(value));
+}
+
+/// Arguments, a line each. What follows "-pw" is overwritten where it lay, and kept in `argv`.
+[[maybe_unused]] void options(Bytes data, size_t size) {
+    std::string lay = "net-test\n" + std::string(text(data), size) + "\n";
+    std::vector<char*> argv;
+    for (char *at = lay.data(), *end; (end = std::strchr(at, '\n')) != nullptr; at = end + 1) {
+        *end = '\0';
+        argv.push_back(at);
+    }
+    const std::vector<std::string> before(argv.begin(), argv.end());
+    const std::vector<char*> places = argv;
+    const auto count = static_cast<int>(argv.size());
+    SFtpBaseConfig ftp;
+    SHttpBaseConfig http;
+    set_test_defaults(&ftp, &http);
+    const bool is_http = read_options(count, argv.data(), &ftp, &http);
+    hide_passwords(count, argv.data());
+    SFtpBaseConfig again;
+    set_test_defaults(&again, &http);
+    require(is_http == read_options(count, argv.data(), &again, &http));
+    require(std::memcmp(&ftp, &again, sizeof(ftp)) == 0);
+    for (size_t i = 0; i < argv.size(); ++i) {
+        require(before[i] == argv[i]);
+        if (argv[i] == places[i])
+            continue;
+        require(std::strspn(places[i], "*") == before[i].size());
+        std::free(argv[i]);
+    }
+}
+
+/// The fuzzer's own alarm may interrupt it.
+[[maybe_unused]] ssize_t receive_once(CReceiver& receiver) {
+    ssize_t count = -1;
+    do {
+        const EWait waited = receiver.receive({5, 0}, &count, nullptr);
+        require(waited == EWait::ready || waited == EWait::interrupted);
+    } while (count < 0 && errno == EINTR);
+    return count;
+}
+
+/// A peer that sends pieces, each of 256 times its byte, and time that passes with them.
+[[maybe_unused]] void receiver(Bytes data, size_t size) {
+    const CDescriptor server(socket(AF_INET, SOCK_STREAM, 0));
+    const CDescriptor client(socket(AF_INET, SOCK_STREAM, 0));
+    require(listen(server.get(), 1) == 0);
+    const CSockAddr to = CSockAddr::localOf(server.get());
+    require(connect(client.get(), to.get(), to.length()) == 0);
+    const CDescriptor peer(accept(server.get(), nullptr, nullptr));
+    static char buffer[524288];
+    static const char much[65536] = "";
+    CReceiver receiver(client.get(), buffer, sizeof(buffer), CReceiver::EUse::count);
+    timeval now{9, 0};
+    int64_t all = 0;
+    for (size_t i = 0; i < size; ++i)
+        all += 256 * data[i];
+    int64_t sent = 0;
+    int64_t received = 0;
+    for (size_t i = 0; i < size; ++i) {
+        sent += send(peer.get(), much, 256 * data[i], 0);
+        now = ka_tv_add(now, {0, 1 + data[i] * 16});
+        while (received < sent) {
+            const ssize_t count = receive_once(receiver);
+            require(count > 0);
+            received += count;
+            require(received <= sent);
+            receiver.follow(count, now, all - received);
+        }
+    }
+    shutdown(peer.get(), SHUT_WR);
+    require(receive_once(receiver) == 0);
+}
+
+/// Lines pushed, written in part and left out, as the bytes say: what comes out is what went in,
+/// but for whole lines, whose bytes the gaps tell.
+[[maybe_unused]] void traces(Bytes data, size_t size) {
+    static CTraceBuffer buffer;
+    buffer = CTraceBuffer();
+    std::string in;
+    std::string out;
+    const auto write = [&](size_t most) {
+        const std::string piece(buffer.front().substr(0, most));
+        buffer.pop(piece.size());
+        out += piece;
+    };
+    for (size_t i = 0; i < size; ++i) {
+        const std::string line = std::to_string(in.size()) + std::string(data[i] * 16, '.') + "\n";
+        if (data[i] % 4 == 0)
+            write(data[i] * 2);
+        if (buffer.room() < line.size())
+            buffer.dropOldest(line.size());
+        buffer.push(line);
+        in += line;
+    }
+    while (!buffer.front().empty())
+        write(4096);
+    size_t at = 0;
+    for (size_t begin = 0, end; begin < out.size(); begin = end + 1) {
+        end = out.find('\n', begin);
+        require(end != std::string::npos);
+        const bool is_gap = out[begin] == '[';
+        const size_t length = is_gap ? std::stoul(out.substr(begin + 1)) : end + 1 - begin;
+        require(is_gap ? in[at + length - 1] == '\n'
+                       : in.compare(at, length, out, begin, length) == 0);
+        at += length;
+    }
+    require(at == in.size());
 }
 
 }  // namespace

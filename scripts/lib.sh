@@ -1,5 +1,13 @@
 # What the scripts share; each sources this first. It sees to Debian packages, builds, and gives a
-# script a host of its own.
+# script a host of its own. For that a script is run up to three times, each stage by the one before:
+#
+# | stage   | NET_TEST_STAGE                        | does                                            |
+# |---------|---------------------------------------|-------------------------------------------------|
+# | caller  | none                                  | starts the session and ends it when told to     |
+# | session | "session", its parent's process number | installs packages and builds (see outside)      |
+# | host    | "host", its mount namespace           | the rest, on a host of its own (see own_host)   |
+#
+# A value that does not fit the process counts as none: nobody can set it by accident.
 # shellcheck shell=bash
 unset CDPATH
 exec </dev/null # nobody reads it, and it may be closed
@@ -23,10 +31,13 @@ end_session() {
     exit "$1"
 }
 
-# This process only starts the script again, in a session that ends with it; a host of its own is
-# the third call. NET_TEST_STAGE tells which call this is: empty, "session" or "host".
-if [ -z "${NET_TEST_STAGE:-}" ]; then
-    NET_TEST_STAGE=session setpriv --pdeathsig KILL env --default-signal=INT,QUIT,PIPE \
+case ${NET_TEST_STAGE:-} in
+    "session $PPID") stage=session ;;
+    "host $(readlink /proc/self/ns/mnt 2>/dev/null)") stage=host ;;
+    *) stage=caller ;;
+esac
+if [ $stage = caller ]; then
+    NET_TEST_STAGE="session $$" setpriv --pdeathsig KILL env --default-signal=INT,QUIT,PIPE \
         setsid bash "$0" "$@" &
     session=$!
     trap 'end_session 129' HUP
@@ -39,7 +50,7 @@ if [ -z "${NET_TEST_STAGE:-}" ]; then
 fi
 
 # Where a script has things to do before it has a host of its own.
-outside() { [ "$NET_TEST_STAGE" != host ]; }
+outside() { [ $stage != host ]; }
 
 # Which packages building and checking take.
 # shellcheck disable=SC2034
@@ -130,7 +141,7 @@ own_host() {
         [ -z "${!name:-}" ] || kept+=("$name=${!name}")
     done
     # shellcheck disable=SC2016
-    setpriv --pdeathsig KILL "${own[@]}" env -i "${kept[@]}" NET_TEST_STAGE=host HOME=/tmp \
+    setpriv --pdeathsig KILL "${own[@]}" env -i "${kept[@]}" HOME=/tmp \
         PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C.UTF-8 bash -c '
         set -euo pipefail
         umask 022
@@ -147,6 +158,6 @@ own_host() {
         mount --bind . /etc
         ip link set lo up
         cd "$0"
-        exec bash "$@"' "$root" "$(readlink -f "$0")" "$@"
+        NET_TEST_STAGE="host $(readlink /proc/self/ns/mnt)" exec bash "$@"' "$root" "$(readlink -f "$0")" "$@"
     exit 0
 }
