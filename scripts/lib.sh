@@ -37,8 +37,11 @@ case ${NET_TEST_STAGE:-} in
     *) stage=caller ;;
 esac
 if [ $stage = caller ]; then
-    NET_TEST_STAGE="session $$" setpriv --pdeathsig KILL env --default-signal=INT,QUIT,PIPE \
-        setsid bash "$0" "$@" &
+    # Where this user may have a process namespace, whatever kills this process ends all of it.
+    within=(unshare --pid --fork --kill-child --mount-proc) parent=0
+    "${within[@]}" true 2>/dev/null || within=() parent=$$
+    NET_TEST_STAGE="session $parent" setpriv --pdeathsig KILL env --default-signal=INT,QUIT,PIPE \
+        setsid "${within[@]}" bash "$0" "$@" &
     session=$!
     trap 'end_session 129' HUP
     trap 'end_session 130' INT
