@@ -13,6 +13,7 @@ namespace {
 
 constexpr size_t piece_size = 8192;
 constexpr size_t full_enough = 49152;
+constexpr size_t dropped_at_once = 24576;
 
 /// Time between two looks at the reader: what is printed is seen that soon.
 constexpr int64_t pace_usecs = 50000;
@@ -57,7 +58,7 @@ void CTraceQueue::take(std::string_view text) {
         const std::string_view piece = text.substr(0, piece_size);
         while (m_buffer.room() < piece.size()) {
             if (!writeSome() && !waitForReader())
-                m_buffer.dropOldest(piece_size);
+                m_buffer.dropOldest(dropped_at_once);
         }
         m_buffer.push(piece);
         text.remove_prefix(piece.size());
