@@ -2,8 +2,6 @@
 
 #include <cstdio>
 #include <cstring>
-#include <new>
-#include <utility>
 
 #include "ftptest/ftprecord.h"
 #include "httptest/httprecord.h"
@@ -94,20 +92,6 @@ const SOption* find_option(const char* argument) {
     return nullptr;
 }
 
-/// The test objects lie here, not in memory that there may be too little of.
-template <typename Test>
-alignas(Test) unsigned char storage[sizeof(Test)];
-
-template <typename Test>
-void create_test(Test*& test) {
-    test = new (storage<Test>) Test(0, 0);
-}
-
-template <typename Test>
-void destroy_test(Test*& test) {
-    std::exchange(test, nullptr)->~Test();
-}
-
 }  // namespace
 
 void set_test_defaults(SFtpBaseConfig* ftp, SHttpBaseConfig* http) {
@@ -159,10 +143,7 @@ void hide_passwords(int argc, char** argv) {
     }
 }
 
-int run_net_test(int argc, char** argv) {
-    ka_copy_text(g_dns_addr, "");
-    create_test(g_ftpBase);
-    create_test(g_httpBase);
+void run_chosen_test(int argc, const char* const* argv) {
     set_test_defaults(&g_ftpBase->m_stFtpBaseConfig, &g_httpBase->m_stHttpBaseConfig);
     const bool is_http =
         scan_options(argc, argv, &g_ftpBase->m_stFtpBaseConfig, &g_httpBase->m_stHttpBaseConfig);
@@ -172,7 +153,4 @@ int run_net_test(int argc, char** argv) {
     test->init();
     test->startTest();
     test->onMainLoop();
-    destroy_test(g_ftpBase);
-    destroy_test(g_httpBase);
-    return 0;
 }

@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "measure/failurereason.h"
 #include "measure/transferstat.h"
 #include "netbase/cnettest.h"
 
@@ -40,7 +41,7 @@ struct SFtpBaseConfig {
 };
 
 /// The session record: what a run starts from.
-struct SFtpSession : CTransferStat {
+struct SFtpSession : CTransferStat, CFailureReason {
     int64_t m_iGetFileSize = 0;        ///< size from the SIZE reply; negative: not known
     int64_t m_iPutFileSize = 0;        ///< bytes to upload
     in_addr m_in4CtrlAddr{};           ///< server
@@ -169,6 +170,9 @@ class CNetTest_FtpBase : public CNetTest, public SFtpSession {
     int recvFtpData(int usecs, char* buf, int len, int* pbCtrlReadable, int* pbError);
 
   protected:
+    /// The result record as it stands, or as it ends unless `bInProgress`.
+    SRecord currentRecord(bool bInProgress) const;
+
     // The phases of a run; each is 0 to go on and -1 to end the run.
     struct SRun;
     int resolveServer();
@@ -189,7 +193,9 @@ class CNetTest_FtpBase : public CNetTest, public SFtpSession {
 
     // What the phases are made of.
     int failControl(enet_step_type& step, bool& cause);
+    void setReplyReason(const char* command, const char* argument, const FtpReply& reply);
     int settle(enet_step_type& step, int result);
+    int connectSocket(int& sock, const CSockAddr& server, int timeout);
     int listenForData();
     int announceListener();
     bool receivePart(SRun& run, CReceiver& receiver);

@@ -102,3 +102,17 @@ bool CNetTest_FtpBase::isCtrlEnded() const {
     const ssize_t count = recv(m_sockeCtrl, &next, 1, MSG_PEEK | MSG_DONTWAIT);
     return count == 0 || (count < 0 && errno != EAGAIN && errno != EINTR);
 }
+
+void CNetTest_FtpBase::setReplyReason(const char* command, const char* argument,
+                                      const FtpReply& reply) {
+    const std::string_view line(reply.data(), std::strcspn(reply.data(), "\r\n"));
+    const char* blank = *argument != '\0' ? " " : "";
+    if (!line.empty())
+        setReason("%s%s%s: server answered %.*s", command, blank, argument,
+                  static_cast<int>(line.size()), line.data());
+    else if (isCtrlEnded())
+        setReason("%s%s%s: server closed the connection", command, blank, argument);
+    else
+        setReason("%s%s%s: no answer within %g s", command, blank, argument,
+                  m_stFtpBaseConfig.resp_timeout * 1e-6);
+}

@@ -2,6 +2,7 @@
 #include <arpa/inet.h>
 
 #include <cerrno>
+#include <cstring>
 
 #include "ftptest/cnettest_ftpbase.h"
 #include "ftptest/ftpcodes.h"
@@ -31,15 +32,19 @@ int CNetTest_FtpBase::onPassiveMode() {
     FtpReply reply{};
     const int code = exchange("PASV", nullptr, m_stFtpBaseConfig.resp_timeout, reply);
     std::array<unsigned int, 6> n{};
-    if (code != FTP_PASSIVE || !ftp_parse_pasv(ftp_reply_text(reply.data()), &n))
+    if (code != FTP_PASSIVE || !ftp_parse_pasv(ftp_reply_text(reply.data()), &n)) {
+        setReplyReason("PASV", "", reply);
         return ka_step_fail(m_eStepCtrlAuth, m_bPasvFail);
+    }
     m_in4DataAddr.s_addr = htonl(n[0] << 24 | n[1] << 16 | n[2] << 8 | n[3]);
     m_iDataPort = static_cast<int>(n[4] * 256 + n[5]);
     return 0;
 }
 
 int CNetTest_FtpBase::onActiveMode() {
-    if (listenForData() == 0 && announceListener() == 0)
+    if (listenForData() != 0)
+        setReason("no socket to listen on: %s", std::strerror(errno));
+    else if (announceListener() == 0)
         return 0;
     ka_close_socket(m_sockeListen);
     return -1;
@@ -76,7 +81,10 @@ int CNetTest_FtpBase::announceListener() {
     } else {
         return -1;
     }
-    return code == FTP_OK ? 0 : ka_step_fail(m_eStepCtrlAuth, m_bPortFail);
+    if (code == FTP_OK)
+        return 0;
+    setReplyReason("PORT", "", reply);
+    return ka_step_fail(m_eStepCtrlAuth, m_bPortFail);
 }
 
 int CNetTest_FtpBase::connectFtpData() {
@@ -84,7 +92,7 @@ int CNetTest_FtpBase::connectFtpData() {
     const CSockAddr server = inet6 ? CSockAddr::inet6(m_in6DataAddr, m_iDataPort)
                                    : CSockAddr::inet4(m_in4DataAddr, m_iDataPort);
     m_sockeData = openFamilySocket(server.family(), SOCK_STREAM);
-    return connectOrClose(m_sockeData, server, m_stFtpBaseConfig.data_conn_timeout);
+    return connectSocket(m_sockeData, server, m_stFtpBaseConfig.data_conn_timeout);
 }
 
 int CNetTest_FtpBase::acceptFtpData() {
@@ -95,6 +103,7 @@ int CNetTest_FtpBase::acceptFtpData() {
         if (m_sockeData >= 0)
             return 0;
     }
+    setReason("server did not connect within %ld s", static_cast<long>(accept_wait.tv_sec));
     ka_close_socket(m_sockeListen);
     return -1;
 }
@@ -134,6 +143,8 @@ int CNetTest_FtpBase::receiveData(CReceiver& receiver, int usecs, int* pbCtrlRea
         receiver.receive(limit, &count, pbCtrlReadable != nullptr ? &ctrl : nullptr);
     const bool harmless =
         waited == EWait::ready ? errno == EINTR || errno == EAGAIN : waited == EWait::interrupted;
+    if (waited == EWait::timeout)
+        errno = ETIMEDOUT;
     if (pbCtrlReadable != nullptr)
         *pbCtrlReadable = ctrl.isReadable ? 1 : 0;
     if (pbError != nullptr)

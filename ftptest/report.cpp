@@ -30,24 +30,28 @@ const SRecordKind* ftp_record_of(const SFtpBaseConfig& config) {
     return config.do_put != 0 ? &ftp_put_record : nullptr;
 }
 
+SRecord CNetTest_FtpBase::currentRecord(bool bInProgress) const {
+    SRecord record = makeRecord({m_eStepPrepare, m_eStepCtrlConn, m_eStepCtrlAuth, m_eStepCtrlPut,
+                                 m_eStepDataConn, m_eStepDataTran},
+                                m_tvCtrlConnStart, m_tvCtrlConnEnd,
+                                m_stFtpBaseConfig.do_get != 0 ? m_iDataRecvSize : m_iDataSendSize);
+    if (!bInProgress && record.verdict == MEAS_STEP_INPROGRESS)
+        record.verdict = MEAS_STEP_FAIL;
+    return record;
+}
+
 int CNetTest_FtpBase::reportFtpTestResult(bool bInProgress) {
     const SRecordKind* kind = ftp_record_of(m_stFtpBaseConfig);
     if (kind == nullptr)
         return 0;
-    const bool get = kind == &ftp_get_record;
     CRecordFile file(kind->path);
     if (!bInProgress && file.lacksDescriptor()) {
         for (int* sock : {&m_sockeListen, &m_sockeData, &m_sockeCtrl})
             ka_close_socket(*sock);
         file = CRecordFile(kind->path);
     }
-    SRecord record =
-        makeRecord({m_eStepPrepare, m_eStepCtrlConn, m_eStepCtrlAuth, m_eStepCtrlPut,
-                    m_eStepDataConn, m_eStepDataTran},
-                   m_tvCtrlConnStart, m_tvCtrlConnEnd, get ? m_iDataRecvSize : m_iDataSendSize);
-    if (!bInProgress && record.verdict == MEAS_STEP_INPROGRESS)
-        record.verdict = MEAS_STEP_FAIL;
-    if (get) {
+    const SRecord record = currentRecord(bInProgress);
+    if (kind == &ftp_get_record) {
         ka_trace("srv_resp is %" PRId64 ",data_size is %" PRId64 "\n", record.contime,
                  record.totdata);
         ka_trace("data_time is %" PRId64 "\n", record.trtime);

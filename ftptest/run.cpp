@@ -40,7 +40,10 @@ int CNetTest_FtpBase::beginRun(SRun& run) {
         return -1;
     const auto size =
         static_cast<size_t>(std::max(m_stFtpBaseConfig.buff_size, ftp_default_buff_size));
-    return run.data.allocate(size) ? 0 : -1;
+    if (run.data.allocate(size))
+        return 0;
+    setReason("not enough memory");
+    return -1;
 }
 
 int CNetTest_FtpBase::failControl(enet_step_type& step, bool& cause) {
@@ -58,8 +61,10 @@ int CNetTest_FtpBase::openControl(SRun& run) {
     if (isExecExit())
         return -1;
     ka_trace("in 8\n");
-    if (exchange(nullptr, nullptr, m_stFtpBaseConfig.resp_timeout, run.reply) != FTP_READY)
+    if (exchange(nullptr, nullptr, m_stFtpBaseConfig.resp_timeout, run.reply) != FTP_READY) {
+        setReplyReason("greeting", "", run.reply);
         return failControl(m_eStepCtrlConn, m_bGreetFail);
+    }
     ka_step_pass(m_eStepCtrlConn);
     m_tvCtrlConnEnd = ka_now();
     ka_trace("in 9\n");
@@ -70,14 +75,16 @@ int CNetTest_FtpBase::login(SRun& run) {
     const SFtpBaseConfig& config = m_stFtpBaseConfig;
     ka_trace("in 10\n");
     ka_step_start(m_eStepCtrlAuth);
+    bool* refused = &m_bUserFail;
     int code = exchange("USER", config.username, config.resp_timeout, run.reply);
     if (code == FTP_NEED_PASSWORD) {
+        refused = &m_bPassFail;
         code = exchange("PASS", config.password, config.resp_timeout, run.reply);
-        if (code != FTP_LOGGED_IN)
-            return failControl(m_eStepCtrlAuth, m_bPassFail);
     }
-    if (code != FTP_LOGGED_IN)
-        return failControl(m_eStepCtrlAuth, m_bUserFail);
+    if (code != FTP_LOGGED_IN) {
+        setReplyReason("login", "", run.reply);
+        return failControl(m_eStepCtrlAuth, *refused);
+    }
     ka_step_pass(m_eStepCtrlAuth);
     m_tvLoginEnd = ka_now();
     if (isExecExit())
@@ -101,6 +108,7 @@ int CNetTest_FtpBase::chooseDataMode() {
             return -1;
     }
     ka_step_pass(m_eStepCtrlAuth);
+    m_szReason[0] = '\0';  // of a passive mode that active mode stands in for
     ka_trace("in 12\n");
     return 0;
 }
@@ -129,6 +137,7 @@ int CNetTest_FtpBase::announceTransfer(SRun& run) {
         const int code = exchange("ALLO", size, config.resp_timeout, run.reply);
         if (!ftp_accepts_allo(code)) {
             ka_trace("the ctrl_retcode is %d\n", code);
+            setReplyReason("ALLO", size, run.reply);
             return ka_step_fail(m_eStepCtrlPut, m_bPutCmdFail);
         }
         if (isExecExit())
@@ -146,6 +155,7 @@ int CNetTest_FtpBase::openPassiveData() {
             return ka_step_fail(m_eStepDataConn, m_bDataConnFail);
     } else if (m_eStepPort != NET_STEP_PASS && m_stFtpBaseConfig.do_get != 0) {
         // No data connection will ever stand, so the download would never end.
+        setReason("neither a passive nor an active data connection was asked for");
         return ka_step_fail(m_eStepDataConn, m_bDataConnFail);
     }
     if (isExecExit())
@@ -160,6 +170,7 @@ int CNetTest_FtpBase::commandTransfer(SRun& run) {
         const int code = exchange("RETR", config.file_path, config.resp_timeout, run.reply);
         if (!ftp_accepts_retr(code)) {
             ka_trace("in 22\n");
+            setReplyReason("RETR", config.file_path, run.reply);
             return ka_step_fail(m_eStepCtrlPut, m_bRetrFail);
         }
         ka_trace("in 21\n");
@@ -170,8 +181,10 @@ int CNetTest_FtpBase::commandTransfer(SRun& run) {
     }
     if (config.do_put != 0) {
         const int code = exchange("STOR", config.file_path, config.resp_timeout, run.reply);
-        if (!ftp_accepts_stor(code))
+        if (!ftp_accepts_stor(code)) {
+            setReplyReason("STOR", config.file_path, run.reply);
             return ka_step_fail(m_eStepCtrlPut, m_bPutCmdFail);
+        }
         ka_step_pass(m_eStepCtrlPut);
         if (isExecExit())
             return -1;

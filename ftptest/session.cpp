@@ -58,6 +58,7 @@ int CNetTest_FtpBase::startTest() {
     if (isExecExit())
         return 0;
     if (resolveServer() != 0) {
+        setLookupReason(config.host_name);
         ka_step_fail(m_eStepPrepare, m_bDnsFail);
         return 0;
     }
@@ -92,7 +93,14 @@ int CNetTest_FtpBase::connectFtpCtrl() {
     ka_trace("m_iCtrlPort is %d\n", m_iCtrlPort);
     ka_trace("m_stFtpBaseConfig.use_inet6  is %d\n", m_stFtpBaseConfig.use_inet6);
     ka_trace("m_in4CtrlAddr is %s\n", text);
-    return connectOrClose(m_sockeCtrl, server, m_stFtpBaseConfig.ctrl_conn_timeout);
+    return connectSocket(m_sockeCtrl, server, m_stFtpBaseConfig.ctrl_conn_timeout);
+}
+
+int CNetTest_FtpBase::connectSocket(int& sock, const CSockAddr& server, int timeout) {
+    if (connectOrClose(sock, server, timeout) == 0)
+        return 0;
+    setConnectReason(server, timeout);
+    return -1;
 }
 
 int CNetTest_FtpBase::stopTest() {

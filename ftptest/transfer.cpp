@@ -1,6 +1,8 @@
 // The timed transfer of an FTP test: the download and upload loops.
 #include <algorithm>
 #include <cerrno>
+#include <cinttypes>
+#include <cstring>
 
 #include "ftptest/ftpcodes.h"
 #include "ftptest/ftprun.h"
@@ -48,10 +50,16 @@ bool CNetTest_FtpBase::receivePart(SRun& run, CReceiver& receiver) {
     int error = 0;
     const int received = receiveData(receiver, m_stFtpBaseConfig.data_timeout,
                                      run.watchCtrl ? &ctrl_readable : nullptr, &error);
+    const int reason = errno;
     const timeval now = ka_now();
     if (ctrl_readable != 0)
         pollControl(run);
     if (received < 0 && error != 0) {
+        if (reason == ETIMEDOUT)
+            setReason("nothing received for %g s", m_stFtpBaseConfig.data_timeout * 1e-6);
+        else
+            setReason("receiving failed after %" PRId64 " bytes: %s", m_iDataRecvSize,
+                      std::strerror(reason));
         ka_step_fail(m_eStepDataTran, m_bRecvError);
         return false;
     }
@@ -80,8 +88,12 @@ void CNetTest_FtpBase::pollControl(SRun& run) {
     const int code = exchange(nullptr, nullptr, 0, run.reply);
     if (code == FTP_COMPLETE) {
         m_bGet226Seen = true;
-        if (!isIgnore226_onDataRecv())
+        if (!isIgnore226_onDataRecv()) {
             m_bTranDone = true;
+            setReason("server reported the end (226) after %" PRId64
+                      " bytes, before the data connection ended",
+                      m_iDataRecvSize);
+        }
     }
     // A connection that has ended stays readable: watching on would make the loop spin.
     run.watchCtrl = !isCtrlEnded();
@@ -92,6 +104,8 @@ void CNetTest_FtpBase::endOfData(const timeval& now) {
         ka_step_pass(m_eStepDataTran);
         m_bTranDone = true;
     } else {
+        setReason("server closed after %" PRId64 " of %" PRId64 " bytes", m_iDataRecvSize,
+                  m_iGetFileSize);
         ka_step_fail(m_eStepDataTran);
     }
     m_tvTranEnd = now;
@@ -132,6 +146,7 @@ int CNetTest_FtpBase::sendPart(SRun& run, const CSender& sender) {
     const auto begun = static_cast<size_t>(run.sent % config.buff_size);
     const ssize_t sent =
         sender.send(run.data.data() + begun, static_cast<size_t>(config.buff_size) - begun);
+    const int reason = errno;
     const bool took_nothing = sent < 0 && (errno == EAGAIN || errno == EINTR);
     m_tvTranEnd = ka_now();
     if (sent > 0) {
@@ -139,6 +154,11 @@ int CNetTest_FtpBase::sendPart(SRun& run, const CSender& sender) {
         run.lastSend = m_tvTranEnd;
     } else if (!took_nothing ||
                ka_tv_usecs(ka_tv_diff(m_tvTranEnd, run.lastSend)) >= config.data_timeout) {
+        if (took_nothing)
+            setReason("server took nothing for %g s", config.data_timeout * 1e-6);
+        else
+            setReason("sending failed after %" PRId64 " bytes: %s", run.sent,
+                      std::strerror(reason));
         return ka_step_fail(m_eStepDataTran, m_bSendError);
     }
     if (isSampleDue(m_tvTranEnd)) {

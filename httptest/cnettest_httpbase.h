@@ -7,6 +7,7 @@
 
 #include <cstdint>
 
+#include "measure/failurereason.h"
 #include "measure/transferstat.h"
 #include "netbase/cnettest.h"
 
@@ -30,7 +31,7 @@ struct SHttpBaseConfig {
 };
 
 /// The session record: what a request starts from, all zero.
-struct SHttpSession : CTransferStat {
+struct SHttpSession : CTransferStat, CFailureReason {
     char m_szUrlReq[512] = "";         ///< URL of the request
     char m_szProtoReq[64] = "";        ///< its scheme; "http" when it has none
     char m_szHostReq[256] = "";        ///< its host
@@ -50,6 +51,7 @@ struct SHttpSession : CTransferStat {
     enet_step_type m_eStepGetHead{};   ///< request and response head
     enet_step_type m_eStepDownload{};  ///< body
     int64_t m_iGetTransSize = 0;       ///< expected body bytes; negative: not known
+    int m_iRespStatus = 0;             ///< status code; -1: malformed, 0: there was none
     char m_szRespReason[256] = "";     ///< reason phrase of the status line
     char m_szContentLength[64] = "";   ///< Content-Length value
     char m_szLocation[512] = "";       ///< Location value
@@ -122,6 +124,9 @@ class CNetTest_HttpBase : public CNetTest, public SHttpSession {
     int connectHttpServ();
 
   protected:
+    /// The result record as it stands.
+    SRecord currentRecord() const;
+
     // The phases of a run; each is 0 to go on and -1 to end the run.
     struct SRun;
     int beginRun(SRun& run);

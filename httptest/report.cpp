@@ -13,15 +13,17 @@ const SRecordKind http_record = {"http",
                                    {"step_download", ',', "download"}}},
                                  4};
 
+SRecord CNetTest_HttpBase::currentRecord() const {
+    return makeRecord({m_eStepPrepare, m_eStepConnect, m_eStepGetHead, m_eStepDownload},
+                      m_tvConnStart, m_tvConnEnd, m_iDataRecvSize);
+}
+
 int CNetTest_HttpBase::reportHttpTestResult(bool interim) {
     CRecordFile file(http_record.path);
     if (!interim && file.lacksDescriptor()) {
         ka_close_socket(m_sockeHttp);
         file = CRecordFile(http_record.path);
     }
-    const SRecord record =
-        makeRecord({m_eStepPrepare, m_eStepConnect, m_eStepGetHead, m_eStepDownload}, m_tvConnStart,
-                   m_tvConnEnd, m_iDataRecvSize);
-    file.write(ka_format_record(http_record, record));
+    file.write(ka_format_record(http_record, currentRecord()));
     return 0;
 }

@@ -1,5 +1,6 @@
 // The run of an HTTP test: prepare, connect, request and head, body, redirect.
 #include <algorithm>
+#include <cerrno>
 #include <cinttypes>
 #include <cstring>
 
@@ -50,8 +51,10 @@ int CNetTest_HttpBase::beginRun(SRun& run) {
     const size_t size =
         static_cast<size_t>(std::max(m_stHttpBaseConfig.buff_size, static_cast<int>(buffer_min)));
     ka_trace("buff_size is %zu\n", size);
-    if (!run.buffer.allocate(size))
+    if (!run.buffer.allocate(size)) {
+        setReason("not enough memory");
         return -1;
+    }
     ka_trace("onMainLoop 1\n");
     resetHttpSession(m_stHttpBaseConfig.url);
     m_tvTestStart = ka_now();
@@ -84,12 +87,16 @@ int CNetTest_HttpBase::exchangeHeads(SRun& run) {
 
 int CNetTest_HttpBase::prepareRequest() {
     ka_step_start(m_eStepPrepare);
-    if (parseHttpURL() != 0)
+    if (parseHttpURL() != 0) {
+        setReason("no host, or a part that is too long, in the URL %s", m_szUrlReq);
         return ka_step_fail(m_eStepPrepare);
+    }
     if (isExecExit())
         return -1;
-    if (resolveServer() != 0)
+    if (resolveServer() != 0) {
+        setLookupReason(m_szHostReq);
         return ka_step_fail(m_eStepPrepare, m_bDnsFail);
+    }
     ka_trace("onMainLoop 4\n");
     m_iHttpPort = m_szPortReq[0] != '\0' ? ka_text_to_int(m_szPortReq) : default_http_port;
     ka_step_pass(m_eStepPrepare);
@@ -113,8 +120,10 @@ int CNetTest_HttpBase::sendRequest(SRun& run) {
     ka_step_start(m_eStepGetHead);
     reportHttpTestResult(true);
     m_tvReqStart = ka_now();
-    if (sendHttpGet() != 0)
+    if (sendHttpGet() != 0) {
+        setReason("the request could not be sent: %s", std::strerror(errno));
         return ka_step_fail(m_eStepGetHead);
+    }
     ka_trace("onMainLoop 7\n");
     run.headDeadline = CDeadline(m_stHttpBaseConfig.head_timeout);
     return 0;
@@ -130,8 +139,13 @@ int CNetTest_HttpBase::receiveHead(SRun& run) {
         ka_trace("rev size is %zu,buff size is %zu\n", run.fill, run.buffer.size());
         if (found)
             break;
-        if (run.fill == run.buffer.size() ? !run.buffer.grow(buffer_max) : isExecExit())
+        if (run.fill < run.buffer.size()) {
+            if (isExecExit())
+                return -1;
+        } else if (!run.buffer.grow(buffer_max)) {
+            setReason("the answer's head is longer than %zu bytes", run.buffer.size());
             return -1;
+        }
     } while (true);
 
     m_tvHeadEnd = ka_now();
@@ -143,8 +157,11 @@ int CNetTest_HttpBase::receiveHead(SRun& run) {
 int CNetTest_HttpBase::receiveHeadPart(SRun& run) {
     run.now = ka_now();
     timeval left;
-    if (!run.headDeadline.timeLeft(run.now, &left))
+    const auto patience = static_cast<long>(m_stHttpBaseConfig.head_timeout.tv_sec);
+    if (!run.headDeadline.timeLeft(run.now, &left)) {
+        setReason("no complete answer within %ld s", patience);
         return ka_step_fail(m_eStepGetHead);
+    }
     ka_trace("onMainLoop 8\n");
     int closed = 0;
     int error = 0;
@@ -154,6 +171,12 @@ int CNetTest_HttpBase::receiveHeadPart(SRun& run) {
     if (received == 0 || error != 0) {
         m_bPeerClosed = m_bPeerClosed || closed != 0;
         m_bRecvError = m_bRecvError || error != 0;
+        if (error != 0)
+            setReason("no complete answer: %s", std::strerror(errno));
+        else if (closed != 0)
+            setReason("server closed before its answer was complete");
+        else
+            setReason("no complete answer within %ld s", patience);
         return ka_step_fail(m_eStepGetHead);
     }
     run.fill += received > 0 ? static_cast<size_t>(received) : 0;
@@ -162,6 +185,7 @@ int CNetTest_HttpBase::receiveHeadPart(SRun& run) {
 
 void CNetTest_HttpBase::takeHead(SRun& run) {
     run.code = parseHttpHead(run.buffer.data(), static_cast<int>(m_iHeadSize));
+    m_iRespStatus = run.code;
     ka_trace("head parsed!(Content-Length=%s)\n", m_szContentLength);
     ka_trace("http_code is %d\n", run.code);
     ka_trace("response header is %.*s\n", static_cast<int>(run.fill), run.buffer.data());
@@ -208,6 +232,9 @@ int CNetTest_HttpBase::receiveBodyPart(SRun& run, CReceiver& receiver) {
     int closed = 0;
     int error = 0;
     const int received = receive(receiver, body_wait, &closed, &error);
+    if (error != 0)
+        setReason("receiving failed after %" PRId64 " bytes: %s", m_iDataRecvSize,
+                  std::strerror(errno));
     ka_trace("the recv_size is %d\n", received);
     run.now = ka_now();
     if (is_moved(run.code)) {
@@ -227,8 +254,11 @@ int CNetTest_HttpBase::receiveBodyPart(SRun& run, CReceiver& receiver) {
 }
 
 int CNetTest_HttpBase::judgeBodyPart(bool closed, bool error) {
-    if (closed && m_iGetTransSize >= 0)
+    if (closed && m_iGetTransSize >= 0) {
+        setReason("server closed after %" PRId64 " of %" PRId64 " bytes", m_iDataRecvSize,
+                  m_iGetTransSize);
         return ka_step_fail(m_eStepDownload, m_bPeerClosed);
+    }
     if (closed)
         m_bTranDone = true;  // the close is the end of a body of unknown size
     ka_trace("onMainLoop 11\n");

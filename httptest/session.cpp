@@ -49,7 +49,10 @@ int CNetTest_HttpBase::connectHttpServ() {
     const CSockAddr server = inet6 ? CSockAddr::inet6(m_in6HttpAddr, m_iHttpPort)
                                    : CSockAddr::inet4(m_in4HttpAddr, m_iHttpPort);
     m_sockeHttp = openFamilySocket(server.family(), SOCK_STREAM);
-    return connectOrClose(m_sockeHttp, server, m_stHttpBaseConfig.conn_timeout);
+    if (connectOrClose(m_sockeHttp, server, m_stHttpBaseConfig.conn_timeout) == 0)
+        return 0;
+    setConnectReason(server, m_stHttpBaseConfig.conn_timeout);
+    return -1;
 }
 
 int CNetTest_HttpBase::stopTest() {

@@ -36,6 +36,13 @@ int CSockAddr::port() const {
     return family() == AF_INET6 ? ntohs(m_addr.in6.sin6_port) : 0;
 }
 
+CSockAddr::Text CSockAddr::hostText() const {
+    Text text{};
+    const void* addr = family() == AF_INET ? static_cast<const void*>(&addr4()) : &addr6();
+    inet_ntop(family(), addr, text.data(), text.size());
+    return text;
+}
+
 CSockAddr CSockAddr::withPort(int port) const {
     return family() == AF_INET ? inet4(addr4(), port)
                                : inet6(addr6(), port, m_addr.in6.sin6_scope_id);

@@ -4,6 +4,8 @@
 #include <netinet/in.h>
 #include <sys/socket.h>
 
+#include <array>
+
 /// A socket address with its length.
 class CSockAddr {
   public:
@@ -22,6 +24,9 @@ class CSockAddr {
     const in6_addr& addr6() const { return m_addr.in6.sin6_addr; }
     /// The port in host byte order; 0 for a family other than the two.
     int port() const;
+    using Text = std::array<char, INET6_ADDRSTRLEN>;
+    /// The address as text, without its port; empty for a family other than the two.
+    Text hostText() const;
     /// The same IPv4 or IPv6 address with another port.
     CSockAddr withPort(int port) const;
 

@@ -14,6 +14,27 @@ void ka_copy_text(char (&field)[N], std::string_view text) {
     std::memset(field + length, 0, N - length);
 }
 
+/// What people may be shown of foreign text at the start of `text`: a printable character of UTF-8
+/// (RFC 3629), else nothing.
+std::string_view ka_printable_char(std::string_view text);
+
+/// Copies what is printable of `text`, with a "?" for every other byte, cut behind a whole
+/// character.
+template <size_t N>
+void ka_copy_printable(char (&field)[N], std::string_view text) {
+    size_t length = 0;
+    while (!text.empty()) {
+        std::string_view next = ka_printable_char(text);
+        text.remove_prefix(next.empty() ? 1 : next.size());
+        if (next.empty())
+            next = "?";
+        if (length + next.size() >= N)
+            break;
+        length += next.copy(field + length, N - 1 - length);
+    }
+    std::memset(field + length, 0, N - length);
+}
+
 /// Takes what precedes the first of `ends`, or all, off `rest`.
 std::string_view ka_take_until(std::string_view* rest, std::string_view ends);
 
