@@ -43,7 +43,7 @@ int care_for_traces(bool may_wait) {
 
 }  // namespace
 
-CTraceQueue::CTraceQueue(CTraceOutput& output) : m_output(output) {
+CTraceQueue::CTraceQueue(COutput& output) : m_output(output) {
     m_stream = fopencookie(nullptr, "w", {nullptr, write_traces, nullptr, nullptr});
     if (m_stream == nullptr)
         return;

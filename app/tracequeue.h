@@ -6,8 +6,8 @@
 #include <cstdio>
 #include <string_view>
 
+#include "app/output.h"
 #include "app/tracebuffer.h"
-#include "app/traceoutput.h"
 
 /// Passes the traces on without holding up what is being timed. While the buffer is full and the
 /// reader takes something now and then, a timed span waits for it for its share of time, and what
@@ -16,7 +16,7 @@ class CTraceQueue {
   public:
     /// From now on the traces of the program and the library come here. The output stays the
     /// caller's.
-    explicit CTraceQueue(CTraceOutput& output);
+    explicit CTraceQueue(COutput& output);
     CTraceQueue(const CTraceQueue&) = delete;
     CTraceQueue& operator=(const CTraceQueue&) = delete;
     /// Writes the last of them, waiting for their reader; there are no traces any more.
@@ -34,7 +34,7 @@ class CTraceQueue {
     bool writeSome();
     bool waitForReader();
 
-    CTraceOutput& m_output;
+    COutput& m_output;
     FILE* m_stream = nullptr;
     std::array<char, 8192> m_block;  ///< of the stream: it collects the lines of some passes
     CTraceBuffer m_buffer;

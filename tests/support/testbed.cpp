@@ -12,8 +12,8 @@
 #include <iostream>
 #include <sstream>
 
-#include "app/recordview.h"
 #include "netbase/cnetbase.h"
+#include "show/recordkinds.h"
 
 namespace {
 

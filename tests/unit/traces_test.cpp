@@ -79,7 +79,7 @@ class Traces : public OwnHost {
             (unshare(CLONE_NEWNS) != 0 || mount("none", "/proc", "tmpfs", 0, nullptr) != 0))
             _exit(9);
         {
-            CTraceOutput output;
+            COutput output(STDOUT_FILENO);
             const CTraceQueue queue(output);
             work();
         }

@@ -1,4 +1,4 @@
-#include "app/traceoutput.h"
+#include "app/output.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -12,6 +12,7 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <string>
 
 namespace {
 
@@ -20,14 +21,14 @@ constexpr size_t piece_size = 1024;
 
 /// The child's part: writes each piece and reports it. It ends with its parent, with its input, or
 /// when nobody reads any more.
-[[noreturn]] void copy_to_stdout(int link, pid_t parent) {
+[[noreturn]] void copy(int link, int to, pid_t parent) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (getppid() != parent)
         _exit(0);
     std::array<char, piece_size> text;
     for (ssize_t size; (size = read(link, text.data(), text.size())) > 0;) {
         for (ssize_t done = 0, count = 0; done < size; done += std::max<ssize_t>(count, 0)) {
-            count = ::write(STDOUT_FILENO, text.data() + done, static_cast<size_t>(size - done));
+            count = ::write(to, text.data() + done, static_cast<size_t>(size - done));
             if (count < 0 && errno != EINTR)
                 _exit(0);
         }
@@ -38,27 +39,28 @@ constexpr size_t piece_size = 1024;
 
 }  // namespace
 
-CTraceOutput::CTraceOutput() : m_fd(STDOUT_FILENO) {
+COutput::COutput(int fd) : m_fd(fd) {
     struct stat status {};
-    if (fstat(STDOUT_FILENO, &status) != 0)
+    if (fstat(fd, &status) != 0)
         return;
     m_isSocket = S_ISSOCK(status.st_mode);
-    if (!S_ISFIFO(status.st_mode) && isatty(STDOUT_FILENO) == 0)
+    if (!S_ISFIFO(status.st_mode) && isatty(fd) == 0)
         return;
-    m_own = CDescriptor(open("/proc/self/fd/1", O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    const std::string path = "/proc/self/fd/" + std::to_string(fd);
+    m_own = CDescriptor(open(path.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     if (!m_own.isOpen())
         startCopier();
     m_fd = m_own.get();
 }
 
-CTraceOutput::~CTraceOutput() {
+COutput::~COutput() {
     if (m_copier > 0) {
         kill(m_copier, SIGKILL);
         waitpid(m_copier, nullptr, 0);
     }
 }
 
-void CTraceOutput::startCopier() {
+void COutput::startCopier() {
     int ends[2];
     if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0)
         return;
@@ -68,7 +70,7 @@ void CTraceOutput::startCopier() {
     m_copier = fork();
     if (m_copier == 0) {
         close(own.release());  // or it would never see the end of its input
-        copy_to_stdout(others.get(), parent);
+        copy(others.get(), m_fd, parent);
     }
     if (m_copier > 0) {
         m_own = std::move(own);
@@ -76,13 +78,13 @@ void CTraceOutput::startCopier() {
     }
 }
 
-bool CTraceOutput::isDone() {
+bool COutput::isDone() {
     char report = 0;
     m_isBusy = m_isBusy && recv(m_fd, &report, 1, MSG_DONTWAIT) < 0;
     return !m_isBusy;
 }
 
-size_t CTraceOutput::write(std::string_view text) {
+size_t COutput::write(std::string_view text) {
     if (!isDone())
         return 0;
     if (m_fd < 0)
@@ -96,10 +98,13 @@ size_t CTraceOutput::write(std::string_view text) {
     if (written >= 0)
         return static_cast<size_t>(written);
     m_isBusy = false;
-    return errno == EAGAIN || errno == EINTR ? 0 : text.size();
+    if (errno == EAGAIN || errno == EINTR)
+        return 0;
+    m_failure = errno;
+    return text.size();
 }
 
-bool CTraceOutput::wait(int64_t msecs) const {
+bool COutput::wait(int64_t msecs) const {
     pollfd output{m_fd, static_cast<short>(m_isBusy ? POLLIN : POLLOUT), 0};
     return poll(&output, 1, static_cast<int>(msecs)) > 0;
 }

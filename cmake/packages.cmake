@@ -1,59 +1,14 @@
-# What is installed, in the components net-test, net-test-show and dev, and the packages that cpack
-# makes of it: net-test (both programs), net-test-dev (the libraries), and the sources.
-include(CMakePackageConfigHelpers)
-set(dev_dir ${CMAKE_INSTALL_LIBDIR}/cmake/net-test)
-
-# net_test_install_library(NAME LINKED_LIBRARY...)
-function(net_test_install_library name)
-  install(TARGETS ${name} EXPORT net-test COMPONENT dev
-    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}/net-test
-    FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/net-test COMPONENT dev)
-  # For pkg-config; the prefix is known as late as at the installation.
-  list(TRANSFORM ARGN PREPEND net-test- OUTPUT_VARIABLE requires)
-  list(JOIN requires " " requires)
-  set(prefix "@CMAKE_INSTALL_PREFIX@")
-  foreach(dir LIBDIR INCLUDEDIR)
-    set(${dir} ${CMAKE_INSTALL_${dir}})
-    if(NOT IS_ABSOLUTE ${${dir}})
-      string(PREPEND ${dir} "\${prefix}/")
-    endif()
-  endforeach()
-  configure_file(cmake/library.pc.in net-test-${name}.pc.in @ONLY)
-  set(file "${CMAKE_CURRENT_BINARY_DIR}/net-test-${name}.pc")
-  install(CODE "configure_file(\"${file}.in\" \"${file}\" @ONLY)" COMPONENT dev)
-  install(FILES ${file} DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT dev)
-endfunction()
-
-# net_test_install_program(NAME): with its manual page and what bash completes for it.
-function(net_test_install_program name)
-  install(TARGETS ${name} COMPONENT ${name})
-  install(FILES ${PROJECT_SOURCE_DIR}/docs/man/${name}.1
-    DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT ${name})
-  install(FILES ${PROJECT_SOURCE_DIR}/packaging/completion/${name}
-    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT ${name})
-endfunction()
-if(NET_TEST_BUILD_PROGRAMS OR NET_TEST_BUILD_TESTS)
-  install(FILES ${PROJECT_SOURCE_DIR}/docs/man/net-test-record.5
-    DESTINATION ${CMAKE_INSTALL_MANDIR}/man5 COMPONENT net-test)
-endif()
-
-# find_package(net-test) gives net-test::netbase and the others.
-write_basic_package_version_file(net-testConfigVersion.cmake COMPATIBILITY SameMajorVersion)
-install(EXPORT net-test FILE net-testConfig.cmake NAMESPACE net-test::
-  DESTINATION ${dev_dir} COMPONENT dev)
-install(FILES ${CMAKE_CURRENT_BINARY_DIR}/net-testConfigVersion.cmake
-  DESTINATION ${dev_dir} COMPONENT dev)
-
-if(NOT PROJECT_IS_TOP_LEVEL)
-  return()
-endif()
-
+# The packages that cpack makes: for Debian net-test (both programs) and net-test-dev (the
+# libraries), and the sources with recipes for them.
 set(CPACK_PACKAGE_CONTACT "The net-test developers <net-test@example.org>")
+set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR})
 set(CPACK_VERBATIM_VARIABLES ON)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
   OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 set(CPACK_COMPONENTS_ALL net-test net-test-show dev)
+# For the scripts that cpack runs.
+set(CPACK_NET_TEST_PACKAGING ${PROJECT_SOURCE_DIR}/packaging)
 
 # cpack -G DEB
 set(CPACK_DEB_COMPONENT_INSTALL ON)
@@ -81,22 +36,21 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SHLIBDEPS OFF)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "libc6-dev | libc-dev, ${cxx_runtime}")
 set(CPACK_PROJECT_CONFIG_FILE ${PROJECT_SOURCE_DIR}/cmake/deb-target.cmake)
 set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/deb-documents.cmake)
-# For these two scripts.
-set(CPACK_NET_TEST_SOURCE_DIR ${PROJECT_SOURCE_DIR})
 if(CMAKE_CROSSCOMPILING)
   execute_process(COMMAND ${CMAKE_CXX_COMPILER} -dumpmachine
     OUTPUT_VARIABLE CPACK_NET_TEST_MACHINE OUTPUT_STRIP_TRAILING_WHITESPACE)
   set(CPACK_NET_TEST_CROSS ON)
 endif()
 
-# cpack --config CPackSourceConfig.cmake: everything but build folders and git's own.
+# cpack --config CPackSourceConfig.cmake: everything but build folders, packages and git's own.
 set(CPACK_SOURCE_GENERATOR TGZ)
 set(CPACK_SOURCE_PACKAGE_FILE_NAME net-test-${PROJECT_VERSION})
-set(CPACK_SOURCE_IGNORE_FILES "")
+set(CPACK_SOURCE_IGNORE_FILES "/_CPack_Packages/" "/net-test-[^/]*\\.tar\\.gz$")
 foreach(dir ${PROJECT_SOURCE_DIR}/build ${PROJECT_BINARY_DIR} ${PROJECT_SOURCE_DIR}/.git)
   string(REGEX REPLACE "([][+.*()^$?|\\\\])" "\\\\\\1" pattern ${dir})
   list(APPEND CPACK_SOURCE_IGNORE_FILES "^${pattern}(/|$)")
 endforeach()
+set(CPACK_POST_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/recipes.cmake)
 
 include(CPack)
 cpack_add_component_group(programs)

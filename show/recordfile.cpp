@@ -1,4 +1,4 @@
-#include "app/recordreader.h"
+#include "show/recordfile.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -8,9 +8,10 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "app/recordview.h"
+#include "netbase/support/clock.h"
 #include "netbase/support/descriptor.h"
 #include "netbase/support/wait.h"
+#include "show/recordkinds.h"
 
 namespace {
 
@@ -38,10 +39,19 @@ bool read_file(const char* path, std::string* bytes, timespec* written, std::str
 
 }  // namespace
 
-bool SReading::isAbandoned() const {
+bool SReading::isOld() const {
     // A clock that was set back makes old records young, but seldom by so little.
     const int64_t age = int64_t{time(nullptr)} - written.tv_sec;
     return record.isRunning() && std::abs(age) > abandoned_seconds;
+}
+
+bool CRecordWatch::isAbandoned(const SReading& reading, const timeval& now) {
+    if (reading.written.tv_sec != m_written.tv_sec ||
+        reading.written.tv_nsec != m_written.tv_nsec) {
+        m_written = reading.written;
+        m_since = now;
+    }
+    return reading.isOld() && ka_tv_diff(now, m_since).tv_sec >= abandoned_seconds;
 }
 
 bool read_record(const char* path, SReading* reading, std::string* why) {
@@ -68,13 +78,15 @@ bool read_record(const char* path, SReading* reading, std::string* why) {
 }
 
 bool clear_record(const char* path, std::string* why) {
-    const CDescriptor file(open(path, O_WRONLY | O_TRUNC | O_NONBLOCK | O_CLOEXEC));
+    constexpr int mode = O_WRONLY | O_TRUNC | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC;
+    const CDescriptor file(open(path, mode));
     if (!file.isOpen()) {
-        const int reason = errno;
-        *why = std::strerror(reason);
-        return reason == ENOENT || unlink(path) == 0;
+        if (errno == ENOENT || unlink(path) == 0)
+            return true;
+        *why = std::string(std::strerror(errno)) + "; remove it as its owner";
+        return false;
     }
     struct stat status {};
-    *why = "not a regular file";
+    *why = "not a regular file; remove it";
     return fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode);
 }

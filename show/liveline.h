@@ -3,8 +3,10 @@
 
 #include <string>
 
-/// On a terminal one line on standard error that is rewritten in place; elsewhere a line for each
-/// change.
+#include "app/output.h"
+
+/// On a terminal, one line on standard error that is rewritten in place; elsewhere a line each
+/// time. Nothing is shown while standard error takes nothing.
 class CLiveLine {
   public:
     CLiveLine();
@@ -14,12 +16,15 @@ class CLiveLine {
     ~CLiveLine();
 
     bool isTerminal() const { return m_isTerminal; }
-    /// Characters that a line may have. The cursor stands behind it, or the terminal would go on to
-    /// the next line.
+    /// Characters that a line may have.
     size_t columns() const;
     void show(const std::string& line);
 
   protected:
     const bool m_isTerminal;
+    COutput m_output;
     std::string m_shown;
 };
+
+/// Columns of the terminal behind a descriptor; 0 when it is none.
+size_t terminal_columns(int fd);

@@ -1,4 +1,4 @@
-// Where the traces go.
+// Output that is never waited for.
 #pragma once
 
 #include <sys/types.h>
@@ -9,23 +9,26 @@
 
 #include "netbase/support/descriptor.h"
 
-/// Standard output, or what stands in for it, written to without ever waiting for its reader.
-class CTraceOutput {
+/// Standard output or standard error, or what stands in for it, written to without ever waiting for
+/// its reader.
+class COutput {
   public:
     /// Files and the like are written to as they are, and sockets without waiting. A terminal or a
     /// pipe is opened again with a mode of its own, since others may use the description that this
-    /// process was given. Where that is refused, a child process copies to standard output.
-    CTraceOutput();
-    CTraceOutput(const CTraceOutput&) = delete;
-    CTraceOutput& operator=(const CTraceOutput&) = delete;
+    /// process was given. Where that is refused, a child process copies what is written.
+    explicit COutput(int fd);
+    COutput(const COutput&) = delete;
+    COutput& operator=(const COutput&) = delete;
     /// Ends the child.
-    ~CTraceOutput();
+    ~COutput();
 
     /// Writes what is taken at once and returns how much that is. A text that nobody will ever take
     /// counts as taken.
     size_t write(std::string_view text);
     /// Waits until something can be written, at most so long; false if nothing can.
     bool wait(int64_t msecs) const;
+    /// errno of a write that failed; 0 when none did.
+    int failure() const { return m_failure; }
     /// True unless the child has not written yet what it was given.
     bool isDone();
 
@@ -37,4 +40,5 @@ class CTraceOutput {
     bool m_isSocket = false;
     pid_t m_copier = -1;
     bool m_isBusy = false;  ///< the child has a piece
+    int m_failure = 0;
 };
