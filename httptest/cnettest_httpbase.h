@@ -138,6 +138,7 @@ class CNetTest_HttpBase : public CNetTest, public SHttpSession {
     int sendRequest(SRun& run);
     int receiveHead(SRun& run);
     int receiveHeadPart(SRun& run);
+    void setAnswerReason(int closed, int error);
     void takeHead(SRun& run);
     int receiveBody(SRun& run);
     void startBody(SRun& run);

@@ -157,9 +157,8 @@ int CNetTest_HttpBase::receiveHead(SRun& run) {
 int CNetTest_HttpBase::receiveHeadPart(SRun& run) {
     run.now = ka_now();
     timeval left;
-    const auto patience = static_cast<long>(m_stHttpBaseConfig.head_timeout.tv_sec);
     if (!run.headDeadline.timeLeft(run.now, &left)) {
-        setReason("no complete answer within %ld s", patience);
+        setAnswerReason(0, 0);
         return ka_step_fail(m_eStepGetHead);
     }
     ka_trace("onMainLoop 8\n");
@@ -171,16 +170,22 @@ int CNetTest_HttpBase::receiveHeadPart(SRun& run) {
     if (received == 0 || error != 0) {
         m_bPeerClosed = m_bPeerClosed || closed != 0;
         m_bRecvError = m_bRecvError || error != 0;
-        if (error != 0)
-            setReason("no complete answer: %s", std::strerror(errno));
-        else if (closed != 0)
-            setReason("server closed before its answer was complete");
-        else
-            setReason("no complete answer within %ld s", patience);
+        setAnswerReason(closed, error);
         return ka_step_fail(m_eStepGetHead);
     }
     run.fill += received > 0 ? static_cast<size_t>(received) : 0;
     return 0;
+}
+
+void CNetTest_HttpBase::setAnswerReason(int closed, int error) {
+    const double patience =
+        1e-6 * static_cast<double>(ka_tv_usecs(m_stHttpBaseConfig.head_timeout));
+    if (error != 0)
+        setReason("no complete answer: %s", std::strerror(errno));
+    else if (closed != 0)
+        setReason("server closed before its answer was complete");
+    else
+        setReason("no complete answer within %g s", patience);
 }
 
 void CNetTest_HttpBase::takeHead(SRun& run) {

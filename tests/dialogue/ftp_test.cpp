@@ -159,23 +159,37 @@ class FtpRun : public OwnHost {
         shell("rm -f /tmp/ftp???rst");
         {
             const auto peer = std::async(std::launch::async, [&] { server.serve(); });
-            trace = printed([&] { EXPECT_EQ(0, test->startTest() | test->onMainLoop()); });
+            trace = printed([&] {
+                EXPECT_EQ(0, test->startTest());
+                EXPECT_EQ(0, test->onMainLoop());
+            });
             shutdown(server.listener.sock.get(), SHUT_RDWR);  // whether anybody came or not
-            EXPECT_TRUE(test->m_sockeData == -1 && test->m_sockeListen == -1);
+            EXPECT_EQ(-1, test->m_sockeData);
+            EXPECT_EQ(-1, test->m_sockeListen);
             ka_close_socket(test->m_sockeCtrl);
         }
         heard = server.heard;
         received = server.received;
         zeros = server.zeros;
         port = server.port;
+        reason = test->m_szReason;
         return outcome(readFile(config.do_get != 0 ? "/tmp/ftpgetrst" : "/tmp/ftpputrst"));
     }
 
     SFtpBaseConfig config{0,   0,    0,       0,       0,       "",     21,     "u",
                           "p", "/f", 1000000, 2000000, 2000000, 300000, 300000, 0};
     std::unique_ptr<Probe> test;
+    /// What the client sent last before it took its leave.
+    std::string lastCommand() const {
+        const std::string quit = "QUIT\r\n";
+        const size_t end = heard.size() - std::min(heard.size(), quit.size());
+        const size_t last = heard.rfind("\r\n", end - std::min<size_t>(end, 3));
+        return heard.substr(last == std::string::npos ? 0 : last + 2);
+    }
+
     std::string heard;
     std::string trace;
+    std::string reason;
     int64_t received = 0;
     int64_t zeros = 0;
     bool fillFirst = false;
@@ -224,49 +238,50 @@ TEST_F(FtpRun, ReadsReplies) {
 
 TEST_F(FtpRun, OneAnswerChanged) {
     // The row's name, what is run ("whole": it is not the same with answers in pieces), the
-    // outcome, the last command before QUIT, the command whose answer is changed, the answer.
+    // outcome, the beginning of its reason, the last command before QUIT, the command whose answer
+    // is changed, the answer.
     for (const Row& c : table(R"(
-        no password      | get pasv       | 6 666666 100000 | RETR /f | USER | 230 in\r\n
-        TYPE unanswered  | get pasv       | 6 666666 100000 | RETR /f | TYPE |
-        no size          | get pasv       | 6 666666 100000 | RETR /f | SIZE | 550 no\r\n
-        a byte missing   | get pasv       | 5 666665 100000 | RETR /f | SIZE | 213 100001\r\n
-        a run again      | get pasv again | 6 666666 100000 | RETR /f | QUIT | 221 bye\r\n
-        no PASV          | get pasv port  | 6 666666 100000 | RETR /f | PASV | 502 no\r\n
-        marker 110       | get pasv       | 6 666666 100000 | RETR /f | RETR | 110 m\r\n           | <100000 d> | closes | 226 ok\r\n
-        150 with 226     | get pasv whole | 6 666666 100000 | RETR /f | RETR | 150 a\r\n226 b\r\n  | <100000 d> | closes |
-        control ends     | get pasv       | 6 666666 100000 |         | RETR | 150 a\r\n           | <100000 d> | leaves |
-        226 before data  | get pasv       | 6 666666 100000 | RETR /f | RETR | 150 a\r\n           | <100000 d> | late   | 226 b\r\n
-        data reset       | get pasv       | 5 666665 5      | RETR /f | RETR | 150 a\r\n           | ddddd      | resets | 426 no\r\n
-        data stalls      | get pasv       | 5 666665 5      | RETR /f | RETR | 150 a\r\n           | ddddd      | holds  |
-        RETR 151         | get pasv       | 5 666540 0      | RETR /f | RETR | 151 odd\r\n
-        nobody connects  | get port whole | 5 666650 0      | RETR /f | RETR | 150 go\r\n
-        no address       | get nowhere    | 5 500000 0      |         |      |
-        no greeting      | get pasv       | 5 650000 0      | -       |      | hello\r\n
-        user refused     | get pasv       | 5 665000 0      | USER u  | USER | 530 no\r\n
-        password refused | get pasv       | 5 665000 0      | PASS p  | PASS | 331 again\r\n
-        odd PASV text    | get pasv       | 5 665400 0      | PASV    | PASV | 227 Entering passive mode (127,0,0,1,1,1)\r\n
-        PORT refused     | get port       | 5 665400 0      | PORT 1  | PORT | 500 no\r\n
-        nobody listens   | get pasv       | 5 666450 0      | SIZE /f | PASV | 227 Entering Passive Mode (127,0,0,1,0,1)\r\n
-        no data mode     | get            | 5 666450 0      | SIZE /f | QUIT | 221 bye\r\n
-        exit at PASS     | get pasv       | 5 666000 0      | PASS p  | PASS | 230 a\r\n | exit
-        exit at TYPE     | get pasv       | 5 666400 0      | TYPE I  | TYPE | 200 a\r\n | exit
-        exit at SIZE     | get pasv       | 5 666400 0      | SIZE /f | SIZE | 213 5\r\n | exit
-        exit at RETR     | get pasv       | 5 666640 0      | RETR /f | RETR | 150 a\r\n | exit
-        exit at ALLO     | put pasv       | 5 666400 0      | ALLO 10 | ALLO | 200 a\r\n | exit
-        exit at STOR     | put pasv       | 5 666640 0      | STOR /f | STOR | 150 a\r\n | exit
-        an upload        | put pasv       | 6 666666 1048576 | STOR /f | QUIT | 221 bye\r\n
-        STOR 200         | put pasv       | 5 666540 0      | STOR /f | STOR | 200 odd\r\n
-        nowhere to put   | put            | 5 666665 0      | STOR /f | STOR | 150 but no data connection\r\n)")) {
+        no password      | get pasv       | 6 666666 100000 | | RETR /f | USER | 230 in\r\n
+        TYPE unanswered  | get pasv       | 6 666666 100000 | | RETR /f | TYPE |
+        no size          | get pasv       | 6 666666 100000 | | RETR /f | SIZE | 550 no\r\n
+        a byte missing   | get pasv       | 5 666665 100000 | server closed after 100000 of 100001 bytes | RETR /f | SIZE | 213 100001\r\n
+        a run again      | get pasv again | 6 666666 100000 | | RETR /f | QUIT | 221 bye\r\n
+        no PASV          | get pasv port  | 6 666666 100000 | | RETR /f | PASV | 502 no\r\n
+        marker 110       | get pasv       | 6 666666 100000 | | RETR /f | RETR | 110 m\r\n           | <100000 d> | closes | 226 ok\r\n
+        150 with 226     | get pasv whole | 6 666666 100000 | | RETR /f | RETR | 150 a\r\n226 b\r\n  | <100000 d> | closes |
+        control ends     | get pasv       | 6 666666 100000 | | RETR /f | RETR | 150 a\r\n           | <100000 d> | leaves |
+        226 before data  | get pasv       | 6 666666 100000 | | RETR /f | RETR | 150 a\r\n           | <100000 d> | late   | 226 b\r\n
+        data reset       | get pasv       | 5 666665 5      | receiving failed after 5 bytes: Connection reset by peer | RETR /f | RETR | 150 a\r\n           | ddddd      | resets | 426 no\r\n
+        data stalls      | get pasv       | 5 666665 5      | nothing received for 0.3 s | RETR /f | RETR | 150 a\r\n           | ddddd      | holds  |
+        RETR 151         | get pasv       | 5 666540 0      | RETR /f: server answered 151 | RETR /f | RETR | 151 odd\r\n
+        nobody connects  | get port whole | 5 666650 0      | server did not connect within 5 s | RETR /f | RETR | 150 go\r\n
+        no address       | get nowhere    | 5 500000 0      | no.such. does not resolve |  |      |
+        no greeting      | get pasv       | 5 650000 0      | greeting: server answered hell |  |      | hello\r\n
+        user refused     | get pasv       | 5 665000 0      | login: server answered 530 | USER u  | USER | 530 no\r\n
+        password refused | get pasv       | 5 665000 0      | login: server answered 331 | PASS p  | PASS | 331 again\r\n
+        odd PASV text    | get pasv       | 5 665400 0      | PASV: server answered 227 Entering passive mode (127,0,0,1,1,1) | PASV    | PASV | 227 Entering passive mode (127,0,0,1,1,1)\r\n
+        PORT refused     | get port       | 5 665400 0      | PORT: server answered 500 | PORT 1  | PORT | 500 no\r\n
+        nobody listens   | get pasv       | 5 666450 0      | connection refused by 127.0.0.1 port 1 | SIZE /f | PASV | 227 Entering Passive Mode (127,0,0,1,0,1)\r\n
+        no data mode     | get            | 5 666450 0      | neither a passive nor an active data connection was asked for | SIZE /f | QUIT | 221 bye\r\n
+        exit at PASS     | get pasv       | 5 666000 0      | | PASS p  | PASS | 230 a\r\n | exit
+        exit at TYPE     | get pasv       | 5 666400 0      | | TYPE I  | TYPE | 200 a\r\n | exit
+        exit at SIZE     | get pasv       | 5 666400 0      | | SIZE /f | SIZE | 213 5\r\n | exit
+        exit at RETR     | get pasv       | 5 666640 0      | | RETR /f | RETR | 150 a\r\n | exit
+        exit at ALLO     | put pasv       | 5 666400 0      | | ALLO 10 | ALLO | 200 a\r\n | exit
+        exit at STOR     | put pasv       | 5 666640 0      | | STOR /f | STOR | 150 a\r\n | exit
+        an upload        | put pasv       | 6 666666 1048576 | | STOR /f | QUIT | 221 bye\r\n
+        STOR 200         | put pasv       | 5 666540 0      | STOR /f: server answered 200 | STOR /f | STOR | 200 odd\r\n
+        nowhere to put   | put            | 5 666665 0      | sending failed after 0 bytes: | STOR /f | STOR | 150 but no data connection\r\n)")) {
         for (const bool cut : {false, true}) {
             if (cut && c[1].find("whole") != std::string::npos)
                 continue;
             SCOPED_TRACE(c[0] + (cut ? ", in pieces" : ""));
             const timeval start = ka_now();
-            EXPECT_EQ(c[2], run(with(c[4], Row(c.begin() + 5, c.end())), c[1], cut));
+            EXPECT_EQ(c[2], run(with(c[5], Row(c.begin() + 6, c.end())), c[1], cut));
+            EXPECT_EQ(c[3], reason.substr(0, c[3].size()));
+            EXPECT_EQ(c[3].empty(), reason.empty()) << reason;
             EXPECT_LT(ka_tv_span_msecs(start, ka_now()), 8000);  // the server's patience is longer
-            const std::string commands = "\r\n-\r\n" + heard;
-            const size_t last = commands.rfind("\r\n", commands.size() - 9) + 2;
-            EXPECT_EQ(c[3], commands.substr(last, c[3].size())) << heard;
+            EXPECT_EQ(c[4], lastCommand().substr(0, c[4].size())) << heard;
         }
     }
 }

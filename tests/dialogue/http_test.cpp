@@ -55,8 +55,13 @@ class HttpRun : public OwnHost {
         test->m_stHttpBaseConfig = config;
         ka_copy_text(test->m_stHttpBaseConfig.url, "http://127.0.0.1:" + port + "/a?b");
         test->raiseExit = raiseExit;
-        trace = printed([&] { EXPECT_EQ(0, test->startTest() | test->onMainLoop()); });
-        EXPECT_EQ(-1, test->stopTest() + test->applyTestSetting(&config, sizeof(config)));
+        trace = printed([&] {
+            EXPECT_EQ(0, test->startTest());
+            EXPECT_EQ(0, test->onMainLoop());
+        });
+        reason = test->m_szReason;
+        EXPECT_EQ(0, test->stopTest());
+        EXPECT_EQ(-1, test->applyTestSetting(&config, sizeof(config)));
         return outcome(readFile("/tmp/httpdata")) + (test->m_bPeerClosed ? "c" : "") +
                (test->m_bRecvError ? "e" : "");
     }
@@ -65,6 +70,7 @@ class HttpRun : public OwnHost {
     std::string port;
     std::string requests;
     std::string trace;
+    std::string reason;
     SHttpBaseConfig config{0, 1, 0, "", "", "", 2000000, {20, 0}, {}, 0};
     bool raiseExit = false;
 };
@@ -76,39 +82,40 @@ const std::string hello = ok + "Content-Length: 5\r\n\r\nhello";
 
 TEST_F(HttpRun, Outcomes) {
     std::signal(SIGALRM, [](int) {});
-    // The row's name, what the server does at the end, the outcome, a mark ("whole": it is not the
-    // same with responses in pieces, "soon": the client is to give up soon, "alarm": a signal comes
-    // meanwhile), and the responses.
+    // The row's name, what the server does at the end, the outcome, its reason, a mark ("whole": it
+    // is not the same with responses in pieces, "soon": the client is to give up soon, "alarm": a
+    // signal comes meanwhile), and the responses.
     for (const Row& c : table(R"(
-        a body          | holds  | 6 6666 5  |       | HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nhello
-        head alone      | holds  | 6 6666 5  |       | HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\n<pause 100>hello
-        a signal        | holds  | 6 6666 5  | alarm | <pause 100>HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nhello
-        empty body      | holds  | 6 6666 0  |       | HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n
-        no length       | closes | 6 6666 5  |       | HTTP/1.1 200 OK\r\n\r\nhel<pause 100>lo
-        more than said  | holds  | 6 6666 5  | whole | HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nhello
-        body cut        | closes | 5 6665 5c |       | HTTP/1.1 200 OK\r\nContent-Length: 5000000000\r\n\r\nhello
-        body reset      | resets | 5 6665 5e |       | HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nhello<pause 100>
-        head cut        | closes | 5 6650 0c |       | HTTP/1.1 200 OK\r\nContent-
-        head reset      | resets | 5 6650 0e |       | HTTP/1.1 200 OK\r\n<pause 100>
-        no answer       | holds  | 5 6650 0  | soon  |
-        NUL in the head | holds  | 5 6650 0  | soon  | HTTP/1.1 200 OK\r\na\0b\r\n\r\n
-        404             | holds  | 6 6666 2  |       | HTTP/1.1 404 No\r\nContent-Length: 2\r\n\r\nno
-        no HTTP at all  | closes | 6 6666 3  |       | nonsense\r\n\r\nabc
-        301             | closes | 6 6666 2  |       | HTTP/1.1 301 M\r\nLocation: http://127.0.0.1:PORT/c\r\n\r\n | HTTP/1.1 200 OK\r\n\r\nhi
-        302 with body   | closes | 6 6666 2  | whole | HTTP/1.1 302 M\r\nLocation: http://127.0.0.1:PORT/c\r\n\r\nbody | HTTP/1.1 200 OK\r\n\r\nhi
-        its body later  | closes | 6 6666 4  | whole | HTTP/1.1 302 M\r\nContent-Length: 0\r\nLocation: http://127.0.0.1:PORT/c\r\n\r\n<pause 100>body
-        307 with body   | holds  | 6 6666 2  |       | HTTP/1.1 307 M\r\nContent-Length: 4\r\nLocation: http://127.0.0.1:PORT/c\r\n\r\nbody | HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nhi
-        200 Location    | closes | 6 6666 0  |       | HTTP/1.1 200 OK\r\nLocation: http://x/\r\nContent-Length: 0\r\n\r\n
-        no host         | closes | 5 5000 0  |       | HTTP/1.1 301 M\r\nLocation: /c\r\n\r\n
-        ended meanwhile | closes | 5 4000 0  |       | HTTP/1.1 301 M\r\nLocation: http://127.0.0.1:PORT/exit\r\n\r\n)")) {
-        const Row responses(c.begin() + 4, c.end());
-        config.head_timeout = c[3] == "soon" ? timeval{0, 200000} : timeval{20, 0};
+        a body          | holds  | 6 6666 5  | |       | HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nhello
+        head alone      | holds  | 6 6666 5  | |       | HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\n<pause 100>hello
+        a signal        | holds  | 6 6666 5  | | alarm | <pause 100>HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nhello
+        empty body      | holds  | 6 6666 0  | |       | HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n
+        no length       | closes | 6 6666 5  | |       | HTTP/1.1 200 OK\r\n\r\nhel<pause 100>lo
+        more than said  | holds  | 6 6666 5  | | whole | HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nhello
+        body cut        | closes | 5 6665 5c | server closed after 5 of 5000000000 bytes |       | HTTP/1.1 200 OK\r\nContent-Length: 5000000000\r\n\r\nhello
+        body reset      | resets | 5 6665 5e | receiving failed after 5 bytes: Connection reset by peer |       | HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nhello<pause 100>
+        head cut        | closes | 5 6650 0c | server closed before its answer was complete |       | HTTP/1.1 200 OK\r\nContent-
+        head reset      | resets | 5 6650 0e | no complete answer: Connection reset by peer |       | HTTP/1.1 200 OK\r\n<pause 100>
+        no answer       | holds  | 5 6650 0  | no complete answer within 0.2 s | soon  |
+        NUL in the head | holds  | 5 6650 0  | no complete answer within 0.2 s | soon  | HTTP/1.1 200 OK\r\na\0b\r\n\r\n
+        404             | holds  | 6 6666 2  | |       | HTTP/1.1 404 No\r\nContent-Length: 2\r\n\r\nno
+        no HTTP at all  | closes | 6 6666 3  | |       | nonsense\r\n\r\nabc
+        301             | closes | 6 6666 2  | |       | HTTP/1.1 301 M\r\nLocation: http://127.0.0.1:PORT/c\r\n\r\n | HTTP/1.1 200 OK\r\n\r\nhi
+        302 with body   | closes | 6 6666 2  | | whole | HTTP/1.1 302 M\r\nLocation: http://127.0.0.1:PORT/c\r\n\r\nbody | HTTP/1.1 200 OK\r\n\r\nhi
+        its body later  | closes | 6 6666 4  | | whole | HTTP/1.1 302 M\r\nContent-Length: 0\r\nLocation: http://127.0.0.1:PORT/c\r\n\r\n<pause 100>body
+        307 with body   | holds  | 6 6666 2  | |       | HTTP/1.1 307 M\r\nContent-Length: 4\r\nLocation: http://127.0.0.1:PORT/c\r\n\r\nbody | HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nhi
+        200 Location    | closes | 6 6666 0  | |       | HTTP/1.1 200 OK\r\nLocation: http://x/\r\nContent-Length: 0\r\n\r\n
+        no host         | closes | 5 5000 0  | no host, or a part that is too long, in the URL /c |       | HTTP/1.1 301 M\r\nLocation: /c\r\n\r\n
+        ended meanwhile | closes | 5 4000 0  | |       | HTTP/1.1 301 M\r\nLocation: http://127.0.0.1:PORT/exit\r\n\r\n)")) {
+        const Row responses(c.begin() + 5, c.end());
+        config.head_timeout = c[4] == "soon" ? timeval{0, 200000} : timeval{20, 0};
         for (const bool cut : {false, true}) {
-            if (cut && c[3] == "whole")
+            if (cut && c[4] == "whole")
                 continue;
             SCOPED_TRACE(c[0] + (cut ? ", in pieces" : ""));
-            ualarm(c[3] == "alarm" ? 50000 : 0, 0);
+            ualarm(c[4] == "alarm" ? 50000 : 0, 0);
             EXPECT_EQ(c[2], run(responses, c[1], cut));
+            EXPECT_EQ(c[3], reason);
             g_bNetAppExitFlag = false;
         }
     }
