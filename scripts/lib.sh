@@ -58,63 +58,68 @@ outside() { [ $stage != host ]; }
 # Which packages building and checking take.
 # shellcheck disable=SC2034
 builds=(g++ cmake make) checks=(libgtest-dev clang-format clang-tidy cppcheck mandoc)
-# Servers, and the packages of the libraries that they load.
-declare -A servers=(
-    [dnsmasq-base]="libdbus-1-3 libgmp10 libhogweed6 libidn2-0 libnetfilter-conntrack3 libnettle8
-        libnftables1"
-    [nginx]="libcrypt1 libpcre2-8-0 libssl3 zlib1g"
-    [pppoe]="libc6"
-    [proftpd-core]="libacl1 libcap2 libcrypt1 libhiredis0.14 libidn2-0 libmemcached11
-        libmemcachedutil2 libncursesw6 libpam0g libpcre2-8-0 libpcre2-posix3 libssl3 zlib1g"
-    [vsftpd]="libcap2 libpam0g libssl3 libwrap0"
-)
+# Servers. They are unpacked into build/peers and never installed, so that none of them ends up as a
+# service of this machine; ./scripts/peer runs them.
+servers=" dnsmasq-base nginx pppoe proftpd-core vsftpd "
 
-# need PACKAGE...: installs the Debian packages that are missing. Servers are unpacked into
-# build/peers and never installed, so that none of them ends up as a service of this machine.
+# need PACKAGE...: sees to the Debian packages that are missing.
 need() {
-    local package missing=() unpacked=()
+    local package installs=() unpacks=()
     for package in "$@"; do
-        if [ -n "${servers[$package]:-}" ]; then
-            [ -e "$peers/.$package" ] || unpacked+=("$package")
-            # shellcheck disable=SC2086
-            set -- "$@" ${servers[$package]}
+        if [[ $servers = *" $package "* ]]; then
+            [ -e "$peers/.$package" ] || unpacks+=("$package")
+        elif ! dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null | grep -q '^installed'; then
+            installs+=("$package")
         fi
     done
-    for package in "$@"; do
-        [ -n "${servers[$package]:-}" ] ||
-            dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null | grep -q '^installed' ||
-            missing+=("$package")
-    done
-    [ $((${#missing[@]} + ${#unpacked[@]})) -gt 0 ] || return 0
-    [ ${#missing[@]} -eq 0 ] || [ "$(id -u)" -eq 0 ] ||
-        die "Missing packages: ${missing[*]}. Install them, or run this as root."
-    mkdir -p "$peers/deb"
+    [ $((${#installs[@]} + ${#unpacks[@]})) -gt 0 ] || return 0
+    [ ${#installs[@]} -eq 0 ] || [ "$(id -u)" -eq 0 ] ||
+        die "Missing packages: ${installs[*]}. Install them, or run this as root."
+    mkdir -p "$root/build"
     apt-get update -qq >"$root/build/apt.log" 2>&1 || true
-    if [ ${#missing[@]} -gt 0 ]; then
-        say "installing ${missing[*]}"
-        { dpkg --configure -a && DEBIAN_FRONTEND=noninteractive \
-            apt-get install -qq --no-install-recommends "${missing[@]}"; } >>"$root/build/apt.log" 2>&1 ||
-            { cat "$root/build/apt.log" >&2; die "apt-get failed"; }
-    fi
-    for package in "${unpacked[@]}"; do
-        say "unpacking $package"
-        (cd "$peers/deb" && rm -f "${package}"_*.deb &&
-            apt-get download -qq -o APT::Sandbox::User=root "$package") || die "can't download $package"
-        dpkg -x "$peers/deb/${package}"_*.deb "$peers"
-        touch "$peers/.$package"
-    done
+    [ ${#installs[@]} -eq 0 ] || install_packages "${installs[@]}"
+    for package in "${unpacks[@]}"; do unpack_server "$package"; done
 }
 
-# build PRESET [CMAKE_OPTION...]
+install_packages() {
+    say "installing $*"
+    { dpkg --configure -a && DEBIAN_FRONTEND=noninteractive \
+        apt-get install -qq --no-install-recommends "$@"; } >>"$root/build/apt.log" 2>&1 ||
+        { cat "$root/build/apt.log" >&2; die "apt-get failed"; }
+}
+
+# unpack_server PACKAGE: with those that it depends on and this machine does not have.
+unpack_server() {
+    local folder=$peers/deb/$1 file depends
+    say "unpacking $1"
+    rm -rf "$folder"
+    mkdir -p "$folder"
+    mapfile -t depends < <(apt-get install -s --no-install-recommends "$1" | sed -n 's/^Inst \([^ ]*\) (.*/\1/p')
+    (cd "$folder" && apt-get download -qq -o APT::Sandbox::User=root "$1" "${depends[@]}") ||
+        die "can't download $1"
+    for file in "$folder"/*.deb; do dpkg -x "$file" "$peers"; done
+    touch "$peers/.$1"
+}
+
+# build NAME [CMAKE_OPTION...]: builds the preset NAME in build/NAME; NAME-checks is that preset with
+# the tests.
 build() {
-    local preset=$1
-    shift
-    say "building ($preset)"
+    local folder=$root/build/$1 preset=${1%-checks} options=("${@:2}")
+    say "building ($1)"
+    [ "$1" = "$preset" ] ||
+        options+=(--install-prefix /usr -DNET_TEST_BUILD_TESTS=ON -DCMAKE_COMPILE_WARNING_AS_ERROR=ON)
     mkdir -p "$root/build"
     # A build folder may have been made elsewhere, and moved with the project.
-    (cd "$root" && { cmake --preset "$preset" "$@" || cmake --fresh --preset "$preset" "$@"; } &&
-        cmake --build --preset "$preset" -j "$(nproc)") \
-        >"$root/build/$preset.log" 2>&1 || { cat "$root/build/$preset.log" >&2; die "the build failed"; }
+    (cd "$root" && { cmake --preset "$preset" -B "$folder" "${options[@]}" ||
+        cmake --fresh --preset "$preset" -B "$folder" "${options[@]}"; } &&
+        cmake --build "$folder" -j "$(nproc)") >"$folder.log" 2>&1 ||
+        { cat "$folder.log" >&2; die "the build failed"; }
+}
+
+# run_tests NAME ARGUMENT...: runs what was built; arguments go to ctest.
+run_tests() {
+    say "testing ($1)"
+    ctest --test-dir "$root/build/$1" --output-on-failure --no-tests=error -j 4 "${@:2}"
 }
 
 own=(unshare --net --mount --pid --fork --kill-child --mount-proc)

@@ -32,7 +32,7 @@ lock_file /tmp/nginx.lock; error_log stderr; events {}
 http { access_log off; sendfile on; $temp server { listen $address:$port; root /tmp/srv; } }
 CONF
     start_server nginx "$address" "$port" \
-        "$@" "$peers/usr/sbin/nginx" -e stderr -p /tmp -c /tmp/nginx.conf
+        "$@" "$root/scripts/peer" nginx -e stderr -p /tmp -c /tmp/nginx.conf
 }
 
 # start_vsftpd ADDRESS [COMMAND PREFIX...]: on port 21, for "anonymous" with any password.
@@ -60,7 +60,7 @@ connect_from_port_20=NO
 tcp_wrappers=NO
 xferlog_enable=NO
 CONF
-    start_server vsftpd "$address" 21 "$@" "$peers/usr/sbin/vsftpd" /tmp/vsftpd.conf
+    start_server vsftpd "$address" 21 "$@" "$root/scripts/peer" vsftpd /tmp/vsftpd.conf
 }
 
 # start_proftpd: on port 21 of loopback, for "anonymous" with any password. What it is not told, it
@@ -93,5 +93,5 @@ SystemLog none
   RequireValidShell off
 </Anonymous>
 CONF
-    start_server proftpd 127.0.0.1 21 "$peers/usr/sbin/proftpd" -n -c /tmp/proftpd.conf
+    start_server proftpd 127.0.0.1 21 "$root/scripts/peer" proftpd -n -c /tmp/proftpd.conf
 }

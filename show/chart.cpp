@@ -30,14 +30,17 @@ constexpr int right = 20;
 constexpr int top = 40;
 constexpr int bottom = 50;
 
-/// A round distance of some five marks on an axis up to `end`: 1, 2 or 5 times a power of ten.
-double mark_distance(double end) {
-    const double power = std::pow(10, std::floor(std::log10(end / 5)));
-    for (const int times : {1, 2, 5}) {
-        if (end / (times * power) <= 6)
-            return times * power;
+/// Some five marks on an axis from 0 to `end`, apart by 1, 2 or 5 times a power of ten.
+std::vector<double> marks(double end) {
+    double step = std::pow(10, std::floor(std::log10(end / 5)));
+    for (const double times : {2.0, 2.5, 2.0}) {
+        if (end / step > 6)
+            step *= times;
     }
-    return 10 * power;
+    std::vector<double> values;
+    while (step * static_cast<double>(values.size()) <= end * 1.0001)
+        values.push_back(step * static_cast<double>(values.size()));
+    return values;
 }
 
 /// The axes of a picture: seconds to the right, bits per second up.
@@ -52,12 +55,10 @@ struct SAxes {
 };
 
 void append_axes(std::string* svg, const SAxes& axes) {
-    const double seconds_step = mark_distance(axes.seconds);
-    for (double at = 0; at <= axes.seconds * 1.0001; at += seconds_step)
+    for (const double at : marks(axes.seconds))
         append(svg, "<text x=\"%.1f\" y=\"%d\" text-anchor=\"middle\">%g</text>\n", axes.x(at),
                height - bottom + 18, at);
-    const double bits_step = mark_distance(axes.bits);
-    for (double at = 0; at <= axes.bits * 1.0001; at += bits_step) {
+    for (const double at : marks(axes.bits)) {
         append(svg, "<path d=\"M%d %.1fH%d\" stroke=\"#ddd\"/>\n", left, axes.y(at), width - right);
         append(svg, "<text x=\"%d\" y=\"%.1f\" text-anchor=\"end\">", left - 8, axes.y(at) + 4);
         append_prefixed(svg, static_cast<int64_t>(at), " ");

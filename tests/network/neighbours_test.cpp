@@ -74,7 +74,7 @@ class Neighbours : public OwnHost {
 };
 
 const EtherAddr far_hw = {2, 0, 0, 0, 0, 2};
-const std::string over_there = "exec ip netns exec far '" SOURCE "'/build/peers/usr/sbin/";
+const std::string over_there = "exec ip netns exec far '" SOURCE "'/scripts/peer ";
 
 }  // namespace
 
