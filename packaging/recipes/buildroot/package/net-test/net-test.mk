@@ -4,11 +4,9 @@
 #
 ################################################################################
 
-NET_TEST_VERSION = 1.0.0
-# The project that this folder lies in.
-NET_TEST_SITE = $(realpath $(BR2_EXTERNAL_NET_TEST_PATH)/../..)
-NET_TEST_SITE_METHOD = local
-NET_TEST_OVERRIDE_SRCDIR_RSYNC_EXCLUSIONS = --exclude /build
+NET_TEST_VERSION = @VERSION@
+# The source package that cpack makes, with this recipe beside it.
+NET_TEST_SITE = file://$(realpath $(BR2_EXTERNAL_NET_TEST_PATH)/../..)
 NET_TEST_LICENSE = none chosen yet, all rights reserved
 NET_TEST_REDISTRIBUTE = NO
 NET_TEST_INSTALL_STAGING = YES

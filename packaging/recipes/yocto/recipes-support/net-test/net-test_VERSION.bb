@@ -4,8 +4,10 @@ for other programs."
 # None has been chosen yet, all rights are reserved.
 LICENSE = "CLOSED"
 
-# The source package that cpack makes, put beside this file in a folder files/.
+# The source package that cpack makes, with this recipe beside it.
+FILESEXTRAPATHS:prepend := "${THISDIR}/../../../..:"
 SRC_URI = "file://${BP}.tar.gz"
+SRC_URI[sha256sum] = "@SHA256@"
 
 inherit cmake
 
