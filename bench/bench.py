@@ -1,11 +1,12 @@
-"""Measures net-test beside other clients and bare sinks, interleaved; prints medians and ratios.
+"""Measures net-test beside other clients and bare sinks, interleaved; prints medians and quartiles.
 
-bench.py BINDIR [DOCS]: runs on a host of its own, with nginx on port 80 and vsftpd on port 21,
-which serve /tmp/srv/file and take /tmp/srv/pub/up, a device that stores nothing. Their processes are pinned to CPU 0. Writes
-DOCS/performance.md and its chart when a folder is given.
+bench.py BINDIR [DOCS]: runs on a host of its own. nginx on port 80 and vsftpd on port 21, pinned to
+CPU 0, serve /tmp/srv/file and take /tmp/srv/pub/up, a device that stores nothing. nginx on
+10.3.0.2, behind a link of 1 Gbit/s, serves the first 256 MiB as /link. Writes DOCS/performance.md
+and its chart when a folder is given.
 
-How a kernel doses what it sends (tcp_congestion_control) decides more than anything else, so all is
-measured with the machine's own way and then with cubic, which most machines have.
+How a kernel paces what it sends (tcp_congestion_control) changes the outcome, so everything is
+measured with each way that the machine has, cubic first.
 """
 import os
 import platform
@@ -19,246 +20,252 @@ import time
 BIN = sys.argv[1]
 KINDS = os.environ.get("KINDS", "http get put").split()
 ROUNDS = int(os.environ.get("ROUNDS", "7"))
+SIZE = os.path.getsize("/tmp/srv/file")
 GIB = 2.0**30
-DOWN = "http://127.0.0.1/file"
+WEB = "http://127.0.0.1/file"
 FTP = "ftp://127.0.0.1"
 LOGIN = ["-dst", "127.0.0.1", "-us", "anonymous", "-pw", "a", "-t", "0"]
+SINKS = {"receives": "plain", "discards": "drop"}
 
-SINKS = {"receives": "plain", "drops": "drop", "drops and paces": "pace256"}
 
+def net_test(*arguments, program="net-test"):
+    return [f"{BIN}/{program}", *arguments]
+
+
+def sinks(kind, address, port, path, size):
+    return {f"sink that {how}": (how, [f"{BIN}/sink", kind, argument, address, port, path, str(size)])
+            for how, argument in SINKS.items()}
+
+
+# Each client, what it does with the bytes, and its command.
 CLIENTS = {
     "http": {
-        "net-test": [f"{BIN}/net-test", "-m", "2", "-dst", DOWN],
-        **{f"sink: {how}": [f"{BIN}/sink", "http", arg, "127.0.0.1", "80", "/file", "BYTES"]
-           for how, arg in SINKS.items()},
-        "curl": ["curl", "-s", "-o", "/dev/null", DOWN],
-        "wget": ["wget", "-q", "-O", "/dev/null", DOWN],
-        "lftp": ["lftp", "-c", f"set net:socket-buffer 0; cat {DOWN}"],
+        "net-test": ("discards", net_test("-m", "2", "-dst", WEB)),
+        **sinks("http", "127.0.0.1", "80", "/file", SIZE),
+        "curl": ("writes to /dev/null", ["curl", "-s", "-o", "/dev/null", WEB]),
+        "wget": ("writes to /dev/null", ["wget", "-q", "-O", "/dev/null", WEB]),
+        "lftp": ("writes to /dev/null", ["lftp", "-c", f"set net:socket-buffer 0; cat {WEB}"]),
     },
     "get": {
-        "net-test": [f"{BIN}/net-test", "-m", "0", "-f", "/file", *LOGIN],
-        **{f"sink: {how}": [f"{BIN}/sink", "get", arg, "127.0.0.1", "21", "/file", "BYTES"]
-           for how, arg in SINKS.items()},
-        "curl": ["curl", "-s", "-o", "/dev/null", f"{FTP}/file"],
-        "wget": ["wget", "-q", "-O", "/dev/null", f"{FTP}/file"],
-        "lftp": ["lftp", "-c", f"cat {FTP}/file"],
+        "net-test": ("discards", net_test("-m", "0", "-f", "/file", *LOGIN)),
+        **sinks("get", "127.0.0.1", "21", "/file", SIZE),
+        "curl": ("writes to /dev/null", ["curl", "-s", "-o", "/dev/null", f"{FTP}/file"]),
+        "wget": ("writes to /dev/null", ["wget", "-q", "-O", "/dev/null", f"{FTP}/file"]),
+        "lftp": ("writes to /dev/null", ["lftp", "-c", f"cat {FTP}/file"]),
     },
     "put": {
-        "net-test": [f"{BIN}/net-test", "-m", "1", "-f", "/pub/up", "-size", "BYTES", *LOGIN],
-        "sink: sends": [f"{BIN}/sink", "put", "plain", "127.0.0.1", "21", "/pub/up", "BYTES"],
-        "curl": ["curl", "-s", "-T", "/tmp/srv/file", f"{FTP}/pub/up"],
-        "lftp": ["lftp", "-c", f"put /tmp/srv/file -o {FTP}/pub/up"],
+        "net-test": ("sends a buffer", net_test("-m", "1", "-f", "/pub/up", "-size", str(SIZE), *LOGIN)),
+        "sink that sends": ("sends a buffer",
+                            [f"{BIN}/sink", "put", "plain", "127.0.0.1", "21", "/pub/up", str(SIZE)]),
+        "curl": ("reads a file", ["curl", "-s", "-T", "/tmp/srv/file", f"{FTP}/pub/up"]),
+        "lftp": ("reads a file", ["lftp", "-c", f"put /tmp/srv/file -o {FTP}/pub/up"]),
     },
 }
 TITLES = {"http": "HTTP download", "get": "FTP download", "put": "FTP upload"}
+LINK = {
+    "net-test": ("discards", net_test("-m", "2", "-dst", "http://10.3.0.2/link")),
+    **sinks("http", "10.3.0.2", "80", "/link", 2**28),
+    "curl": ("writes to /dev/null", ["curl", "-s", "-o", "/dev/null", "http://10.3.0.2/link"]),
+}
 SMALL = {
-    "net-test": [f"{BIN}/net-test", "-m", "2", "-dst", "http://127.0.0.1/small"],
+    "net-test": net_test("-m", "2", "-dst", "http://127.0.0.1/small"),
     "curl": ["curl", "-s", "-o", "/dev/null", "http://127.0.0.1/small"],
     "wget": ["wget", "-q", "-O", "/dev/null", "http://127.0.0.1/small"],
 }
-
-
-size = 0
+TRACES = {
+    "no traces": net_test("-m", "2", "-dst", WEB, program="quiet"),
+    "to /dev/null": net_test("-m", "2", "-dst", WEB),
+    "to a pipe": ["sh", "-c", " ".join(net_test("-m", "2", "-dst", WEB)) + " | cat >/dev/null"],
+}
 
 
 def use_control(name):
-    """Has all connections over loopback dosed in this way."""
+    """Has all connections over loopback paced in this way."""
     for net in "127.0.0.0/8", "127.0.0.1/32":
         subprocess.run(["ip", "route", "replace", "local", net, "dev", "lo", "proto", "kernel", "scope", "host",
                         "src", "127.0.0.1", "table", "local", "congctl", name], check=True)
 
 
-def serve(bytes_):
-    """Makes the file that is served, and sent, that long."""
-    global size
-    size = bytes_
-    os.truncate("/tmp/srv/file", size)
-
-
-def sized(command):
-    return [str(size) if word == "BYTES" else word for word in command]
-
-
-def serve_enough():
-    """Makes it so long that a bare sink takes a third of a second at least."""
-    serve(2**31)
-    while size < 2**34 and run(CLIENTS["http"]["sink: receives"], 1)[0] < 1 / 3:
-        serve(2 * size)
-
-
-def busy():
-    """Milliseconds of CPU time that the machine has worked."""
-    user, nice, system, _, _, irq, softirq = map(int, open("/proc/stat").readline().split()[1:8])
-    return (user + nice + system + irq + softirq) * 1000 / os.sysconf("SC_CLK_TCK")
-
-
 def run(command, cpu):
-    """Seconds, CPU milliseconds, and those of the whole machine, of one run on a CPU."""
-    machine = busy()
+    """Seconds and CPU milliseconds of one run on a CPU."""
     before = resource.getrusage(resource.RUSAGE_CHILDREN)
     start = time.perf_counter()
-    subprocess.run(["taskset", "-c", str(cpu), *sized(command)], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
+    subprocess.run(["taskset", "-c", str(cpu), *command], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
                    check=True)
     seconds = time.perf_counter() - start
     after = resource.getrusage(resource.RUSAGE_CHILDREN)
     if command[0].endswith("/net-test"):
         test = {"2": "http", "0": "get", "1": "put"}[command[2]]
         subprocess.run([f"{BIN}/net-test-show", test], stdout=subprocess.DEVNULL, check=True)
-    own = after.ru_utime - before.ru_utime + after.ru_stime - before.ru_stime
-    return seconds, 1000 * own, busy() - machine
+    return seconds, 1000 * (after.ru_utime - before.ru_utime + after.ru_stime - before.ru_stime)
 
 
-def peak(command):
-    """Peak KiB of resident memory, looked at until the end."""
-    process = subprocess.Popen(sized(command), stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-    most = 0
+def rounds(commands, cpu, count=ROUNDS):
+    """The runs of all commands, one after another in each round."""
+    results = {name: [] for name in commands}
+    for _ in range(count):
+        for name, command in commands.items():
+            results[name].append(run(command, cpu))
+    return results
+
+
+def quartiles(values):
+    return statistics.quantiles(values, n=4, method="inclusive")
+
+
+def compared(title, clients, size, cpu):
+    """Rows of a table: what a client does, its speed in MB/s and CPU ms per GiB, and their ratios."""
+    runs = rounds({name: command for name, (_, command) in clients.items()}, cpu)
+    rows = {}
+    for name, (does, _) in clients.items():
+        speeds = quartiles([size / seconds / 1e6 for seconds, _ in runs[name]])
+        cost = statistics.median(ms for _, ms in runs[name]) / (size / GIB)
+        rows[name] = {"does": does, "speed": speeds[1], "range": (speeds[0], speeds[2]), "cpu": cost}
+    sink_rows = [row for name, row in rows.items() if name.startswith("sink")]
+    for row in rows.values():
+        row["of_sink"] = row["speed"] / max(sink["speed"] for sink in sink_rows)
+        row["of_sink_cpu"] = row["cpu"] / sink_rows[-1]["cpu"]
+        row["of_curl"] = row["speed"] / rows["curl"]["speed"]
+        row["of_curl_cpu"] = row["cpu"] / rows["curl"]["cpu"]
+    print(title)
+    for line in table_of(rows):
+        print(f"  {line}", flush=True)
+    return title, rows
+
+
+def table_of(rows):
+    """A table in Markdown."""
+    lines = ["| client | what it does | MB/s | quartiles | of the better sink | of curl | CPU ms/GiB | of the last sink |",
+             "|---|---|---|---|---|---|---|---|"]
+    return lines + [f"| {name} | {r['does']} | {r['speed']:.0f} | {r['range'][0]:.0f} to {r['range'][1]:.0f} |"
+                    f" {r['of_sink']:.2f} | {r['of_curl']:.2f} | {r['cpu']:.0f} | {r['of_sink_cpu']:.2f} |"
+                    for name, r in rows.items()]
+
+
+def cost_of(command):
+    """Peak KiB of memory, system calls per GiB, and system calls for each that moved data."""
+    process = subprocess.Popen(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    peak = 0
     while process.poll() is None:
         try:
-            most = max(most, int(re.search(r"VmHWM:\s+(\d+)", open(f"/proc/{process.pid}/status").read())[1]))
+            peak = max(peak, int(re.search(r"VmHWM:\s+(\d+)", open(f"/proc/{process.pid}/status").read())[1]))
         except (OSError, TypeError):
             pass
         time.sleep(0.005)
-    return most
-
-
-def calls(command):
-    """System calls of a run for each GiB, and for each of them that moved data."""
-    text = subprocess.run(["strace", "-f", "-c", *sized(command)], stdout=subprocess.DEVNULL,
-                          stderr=subprocess.PIPE, text=True).stderr
+    text = subprocess.run(["strace", "-f", "-c", *command], stdout=subprocess.DEVNULL, stderr=subprocess.PIPE,
+                          text=True).stderr
     counts = {m[2]: int(m[1]) for m in re.finditer(
         r"^\s*[\d.]+\s+[\d.]+\s+\d+\s+(\d+)\s+(?:\d+\s+)?(\w+)$", text, re.M)}
     counts.pop("total", None)
     total = sum(counts.values())
-    return total / (size / GIB), total / max(counts.values())
+    return peak, total / (SIZE / GIB), total / max(counts.values())
 
 
-def transfers(kind, cpu):
-    """Rounds of all clients, one after another; their medians: seconds, CPU ms, the machine's."""
-    results = {name: [] for name in CLIENTS[kind]}
-    for _ in range(ROUNDS):
-        for name, command in CLIENTS[kind].items():
-            results[name].append(run(command, cpu))
-    return {name: [statistics.median(row[i] for row in rows) for i in range(3)]
-            for name, rows in results.items()}
-
-
-def compared(kind, place, medians):
-    """The medians in words, and what a table shows of them."""
-    sinks = {name: row for name, row in medians.items() if name.startswith("sink")}
-    bare = next(iter(sinks))
-    best = min(row[0] for row in sinks.values())
-    print(f"{kind}, {size / GIB:.0f} GiB, {place}, {ROUNDS} rounds", flush=True)
-    rows = []
-    for name, (seconds, cpu_ms, machine) in medians.items():
-        row = {"client": name, "speed": size / seconds / 1e6, "cpu": cpu_ms / (size / GIB),
-               "bare": sinks[bare][0] / seconds, "best": best / seconds,
-               "curl": medians["curl"][0] / seconds, "bare_cpu": cpu_ms / sinks[bare][1],
-               "bare_machine": machine / sinks[bare][2]}
-        rows.append(row)
-        print(f"  {name:22} {row['speed']:8.0f} MB/s  of the bare sink {row['bare']:5.2f}, of the best {row['best']:5.2f},"
-              f" of curl {row['curl']:5.2f}  {row['cpu']:5.0f} CPU ms/GiB, of the bare sink {row['bare_cpu']:5.2f}"
-              f" (with the server's {row['bare_machine']:4.2f})")
-    return rows
-
-
-def piped_traces():
-    """Time with the traces read through a pipe, over that with none."""
-    command = CLIENTS["http"]["net-test"]
-    quoted = " ".join(command)
-    plain, piped = [], []
-    for _ in range(ROUNDS):
-        plain.append(run(["sh", "-c", f"{quoted} >/dev/null"], 1)[0])
-        piped.append(run(["sh", "-c", f"{quoted} | cat >/dev/null"], 1)[0])
-    return statistics.median(piped) / statistics.median(plain)
-
-
-def start_up():
-    times = {name: [] for name in SMALL}
-    for _ in range(60):
-        for name, command in SMALL.items():
-            start = time.perf_counter()
-            subprocess.run(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-            times[name].append(time.perf_counter() - start)
-    return {name: 1000 * statistics.median(rows) for name, rows in times.items()}
+def traces():
+    """Seconds of a download over those without traces, for each place to which they go."""
+    lines = []
+    for cpu, place in PLACES:
+        runs = rounds(TRACES, cpu, 2 * ROUNDS + 1)
+        medians = {name: quartiles([seconds for seconds, _ in rows])[1] for name, rows in runs.items()}
+        lines.append(f"| {place} | " + " | ".join(f"{100 * (medians[name] / medians['no traces'] - 1):+.1f} %"
+                                                   for name in list(TRACES)[1:]) + " |")
+    return ["| place | " + " | ".join(list(TRACES)[1:]) + " |", "|---|---|---|"] + lines
 
 
 def chart(path, tables):
-    """Speed and CPU per GiB as an SVG."""
+    """Speed and CPU time of the HTTP downloads as an SVG."""
     import matplotlib
     matplotlib.use("svg")
-    matplotlib.rcParams.update({"svg.hashsalt": "net-test", "font.size": 8})
+    matplotlib.rcParams.update({"svg.hashsalt": "net-test", "svg.fonttype": "none", "font.size": 8})
     from matplotlib import pyplot
-    figure, axes = pyplot.subplots(len(tables), 2, figsize=(9, 1.9 * len(tables)), squeeze=False)
-    for (kind, place, rows), (left, right) in zip(tables, axes):
-        names = [row["client"] for row in rows][::-1]
+    tables = [(title, rows) for title, rows in tables if title.startswith(TITLES["http"])]
+    figure, axes = pyplot.subplots(len(tables), 2, figsize=(9, 1.5 * len(tables)), squeeze=False)
+    for (title, rows), (left, right) in zip(tables, axes):
+        names = list(rows)[::-1]
         colours = ["tab:blue" if n == "net-test" else "tab:gray" if n.startswith("sink") else "tab:orange"
                    for n in names]
-        left.barh(names, [row["speed"] / 1000 for row in rows][::-1], color=colours)
-        right.barh(names, [row["cpu"] for row in rows][::-1], color=colours)
-        left.set_title(f"{kind}, {place}: GB/s")
+        left.barh(names, [rows[n]["speed"] / 1000 for n in names], color=colours)
+        right.barh(names, [rows[n]["cpu"] for n in names], color=colours)
+        left.set_title(f"{title}: GB/s")
         right.set_title("client's CPU ms per GiB")
         right.set_yticklabels([])
     figure.tight_layout()
     figure.savefig(path, metadata={"Date": None})
 
 
-def report(folder, tables, costs, starts, piped):
-    chart(f"{folder}/performance.svg", [table for table in tables if CONTROLS[0] in table[1]])
+def span(values, form="{:.2f}"):
+    return f"{form.format(min(values))} to {form.format(max(values))}"
+
+
+def summary(tables):
+    downs = [rows for title, rows in tables if "download" in title]
+    ups = [rows["net-test"] for title, rows in tables if "upload" in title]
+    ours = [rows["net-test"] for rows in downs]
+    return [f"net-test downloads at {span([r['of_sink'] for r in ours])} of the speed of the faster of two minimal",
+            f"programs, one that receives and one that discards, and at {span([r['of_curl'] for r in ours])} of curl's.",
+            f"It takes {span([r['of_curl_cpu'] for r in ours])} of curl's CPU time for a download.",
+            f"It uploads at {span([r['of_sink'] for r in ups])} of the speed of a minimal sender, for"
+            f" {span([r['of_sink_cpu'] for r in ups])} of its CPU time."]
+
+
+def version(*command):
+    process = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, stdin=subprocess.DEVNULL)
+    return re.search(r"\d+(\.\d+)+", process.stdout)[0]
+
+
+def report(folder, tables, link, costs, trace_rows, starts, size):
+    chart(f"{folder}/performance.svg", tables)
     cpu = re.search(r"model name\s*: (.*)", open("/proc/cpuinfo").read())
-    lines = [
-        "# Speed and cost", "",
-        "Written by `./scripts/bench --report` from a run of its own, which is how to repeat it; the",
-        f"medians of {ROUNDS} interleaved rounds over loopback, 2 to 16 GiB each, from nginx and vsftpd on CPU 0.",
-        f"Machine: {cpu[1] if cpu else platform.machine()}, {os.cpu_count()} CPUs, Linux {platform.release()}.", "",
-        "How the sender's kernel doses (`tcp_congestion_control`) decides more than the client does, and with",
-        f"bbr each run is another; so all is measured with {' and with '.join(CONTROLS)}. The chart shows the first.",
-        "",
-        "The sinks are the least that can be written by hand: connect, ask, and one call after another.",
-        "They receive, let the kernel drop the bytes, or do that and are woken for batches of 256 KiB.", "",
-        "![speed and CPU time](performance.svg)"]
-    for kind, place, rows in tables:
-        lines += ["", f"## {kind}, {place}", "",
-                  "| client | MB/s | of the bare sink | of the best sink | of curl | CPU ms/GiB | of the bare sink |",
-                  "|---|---|---|---|---|---|---|"]
-        lines += [f"| {r['client']} | {r['speed']:.0f} | {r['bare']:.2f} | {r['best']:.2f} | {r['curl']:.2f} |"
-                  f" {r['cpu']:.0f} | {r['bare_cpu']:.2f} |" for r in rows]
-    lines += ["", "## Memory and calls", "", "| client | peak KiB | system calls per GiB | calls a receive or send |",
-              "|---|---|---|---|"]
-    lines += [f"| {name} | {most} | {per_gib:.0f} | {per_move:.2f} |"
-              for name, (per_gib, per_move, most) in costs.items()]
-    lines += ["", "## Start-up: a fetch of 1 KiB", "", "| client | ms |", "|---|---|"]
+    names = ["curl", "wget", "lftp"]
+    peer = f"{folder}/../scripts/peer"
+    lines = ["# Speed and cost", "", *summary(tables), "", "![speed and CPU time of HTTP downloads](performance.svg)", "",
+             "## How it was measured", "",
+             f"`./scripts/bench --report` wrote this page on {time.strftime('%Y-%m-%d')}, at commit"
+             f" {os.environ.get('COMMIT', 'unknown')}.",
+             f"Machine: {cpu[1] if cpu else platform.machine()}, {os.cpu_count()} CPUs, Linux {platform.release()}.",
+             f"Servers: nginx {version(peer, 'nginx', '-v')} and vsftpd {version(peer, 'vsftpd', '-v')}, on CPU 0. Clients:"
+             f" {', '.join(f'{n} ' + version(n, '--version') for n in names)}.", "",
+             f"Each figure is the median of {ROUNDS} runs of {SIZE / GIB:g} GiB of random bytes. The clients take turns in",
+             "each round. Half of a client's runs lie between its quartiles. \"One CPU\" means that the client shares CPU 0 with",
+             "the server; with \"a CPU each\" it has CPU 1. cubic and bbr are the congestion controls of the sending kernel.",
+             "",
+             "A sink is the least that can be written by hand: connect, ask, then one call after another. One receives into a",
+             "buffer, one has the kernel discard the bytes (MSG_TRUNC), as net-test does. The other clients copy the bytes",
+             "and write them to /dev/null, or read them from a file, so they do more work.", "",
+             "The CPU time is the client's own, without the server's."]
+    for title, rows in [*tables, link]:
+        lines += ["", f"## {title}", "", *table_of(rows)]
+    lines += ["", "## Memory and system calls", "",
+              "| client | peak KiB | system calls per GiB | system calls per receive or send |", "|---|---|---|---|"]
+    lines += [f"| {name} | {peak} | {per_gib:.0f} | {per_move:.2f} |" for name, (peak, per_gib, per_move) in costs.items()]
+    lines += ["", "## Traces", "", "Time of an HTTP download, compared with a build that prints nothing:", "", *trace_rows,
+              "", "## A fetch of 1 KiB", "", "| client | ms |", "|---|---|"]
     lines += [f"| {name} | {ms:.2f} |" for name, ms in starts.items()]
-    lines += ["", f"Traces to a pipe that is read: {100 * (piped - 1):+.1f} % of the time of an HTTP download.", ""]
+    lines += ["", "## Size", "", f"net-test has {size:.0f} KiB, stripped. Its C++ runtime is linked in.", ""]
     open(f"{folder}/performance.md", "w").write("\n".join(lines))
 
 
-CONTROLS = [open("/proc/sys/net/ipv4/tcp_congestion_control").read().strip()]
-if "cubic" not in CONTROLS and "cubic" in open("/proc/sys/net/ipv4/tcp_available_congestion_control").read():
-    CONTROLS.append("cubic")
+available = open("/proc/sys/net/ipv4/tcp_available_congestion_control").read().split()
+CONTROLS = [name for name in ("cubic", "bbr") if name in available] or available[:1]
+PLACES = ((0, "one CPU"), (1, "a CPU each"))
 
-tables, costs = [], {}
+tables = []
 for control in CONTROLS:
     use_control(control)
-    serve_enough()
     for kind in KINDS:
-        for cpu, place in ((0, "one CPU"), (1, "a CPU each")):
-            place = f"{place}, {control}"
-            tables.append((TITLES[kind], place, compared(TITLES[kind], place, transfers(kind, cpu))))
-for kind in KINDS:
-    serve(2**30)
-    for name, command in CLIENTS[kind].items():
-        per_gib, per_move = calls(command)
-        costs[f"{name} ({kind})"] = per_gib, per_move, peak(command)
-        print(f"  {name:22} {per_gib:6.0f} system calls/GiB, {per_move:.2f} a receive or send,"
-              f" {costs[f'{name} ({kind})'][2]} KiB peak")
-print("start-up: a fetch of 1 KiB, 60 rounds")
-starts = start_up()
-for name, ms in starts.items():
-    print(f"  {name:10} {ms:6.2f} ms  {ms / starts['curl']:.2f} of curl")
-serve_enough()
-piped = piped_traces()
-print(f"traces to a pipe that is read: {100 * (piped - 1):+.1f} %")
-subprocess.run(["strip", "-o", "/tmp/stripped", f"{BIN}/net-test"])
-print(f"program: {os.path.getsize('/tmp/stripped') / 1024:.0f} KiB stripped")
+        for cpu, place in PLACES:
+            tables.append(compared(f"{TITLES[kind]}, {place}, {control}", CLIENTS[kind], SIZE, cpu))
+use_control(CONTROLS[0])
+link = compared(f"HTTP download over a link of 1 Gbit/s, segments of 1500 bytes, {CONTROLS[0]}", LINK, 2**28, 1)
+costs = {f"{name} ({TITLES[kind]})": cost_of(command) for kind in KINDS for name, (_, command) in CLIENTS[kind].items()}
+trace_rows = traces()
+starts = {name: 1000 * quartiles([seconds for seconds, _ in rows])[1] for name, rows in rounds(SMALL, 1, 61).items()}
+subprocess.run(["strip", "-o", "/tmp/stripped", f"{BIN}/net-test"], check=True)
+size = os.path.getsize("/tmp/stripped") / 1024
+for name, (peak, per_gib, per_move) in costs.items():
+    print(f"{name:40} {peak} KiB, {per_gib:.0f} system calls/GiB, {per_move:.2f} per receive or send")
+print("traces:", *trace_rows[2:], sep="\n  ")
+print("a fetch of 1 KiB:", ", ".join(f"{name} {ms:.2f} ms" for name, ms in starts.items()))
+print(f"size: {size:.0f} KiB stripped")
 if len(sys.argv) > 2:
-    report(sys.argv[2], tables, costs, starts, piped)
+    report(sys.argv[2], tables, link, costs, trace_rows, starts, size)

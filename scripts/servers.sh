@@ -80,8 +80,10 @@ ControlsEngine off
 ControlsSocket /tmp/proftpd.sock
 ScoreboardFile none
 PidFile /tmp/proftpd.pid
-DelayEngine off
-DelayTable none
+<IfModule mod_delay.c>
+  DelayEngine off
+  DelayTable none
+</IfModule>
 WtmpLog off
 UseLastlog off
 TransferLog none
@@ -94,4 +96,21 @@ SystemLog none
 </Anonymous>
 CONF
     start_server proftpd 127.0.0.1 21 "$root/scripts/peer" proftpd -n -c /tmp/proftpd.conf
+}
+
+# make_far: a network namespace "far" with the address 10.3.0.2, behind a link whose devices are
+# "near" and "away". Segments go over it one by one.
+make_far() {
+    local prefix dev address
+    mount -t sysfs own /sys # this network's devices
+    ip netns add far
+    ip link add near type veth peer name away netns far
+    for prefix in "" "ip netns exec far"; do
+        dev=near address=10.3.0.1
+        [ -z "$prefix" ] || dev=away address=10.3.0.2
+        $prefix ip link set lo up
+        $prefix ip addr add "$address/24" dev "$dev"
+        $prefix ip link set "$dev" up
+        $prefix ethtool -K "$dev" tso off gso off gro off >/dev/null
+    done
 }
