@@ -15,8 +15,8 @@ constexpr size_t piece_size = 8192;
 constexpr size_t full_enough = 49152;
 constexpr size_t dropped_at_once = 24576;
 
-/// Time between two looks at the reader: what is printed is seen that soon.
-constexpr int64_t pace_usecs = 50000;
+/// What is printed is written after this time.
+constexpr int64_t write_interval_usecs = 50000;
 
 // How long a reader is waited for that takes nothing.
 constexpr int64_t timed_idle_msecs = 50;
@@ -35,10 +35,10 @@ ssize_t write_traces(void*, const char* text, size_t size) {
     return static_cast<ssize_t>(size);
 }
 
-int care_for_traces(bool may_wait) {
+int write_or_flush(bool may_wait) {
     if (may_wait)
-        installed->settle();
-    return installed->tend();
+        installed->flush();
+    return installed->writeDue();
 }
 
 }  // namespace
@@ -50,7 +50,7 @@ CTraceQueue::CTraceQueue(COutput& output) : m_output(output) {
     setvbuf(m_stream, m_block.data(), _IOFBF, m_block.size());
     installed = this;
     ka_set_trace_stream(m_stream);
-    ka_trace_care = care_for_traces;
+    ka_trace_hook = write_or_flush;
 }
 
 void CTraceQueue::take(std::string_view text) {
@@ -77,17 +77,17 @@ bool CTraceQueue::writeSome() {
     return true;
 }
 
-int CTraceQueue::tend() {
+int CTraceQueue::writeDue() {
     if (isEmpty())
         return -1;
     const int64_t now = now_usecs();
-    if (now - m_lastTended >= pace_usecs) {
-        m_lastTended = now;
+    if (now - m_lastWritten >= write_interval_usecs) {
+        m_lastWritten = now;
         fflush(m_stream);
         while (writeSome()) {
         }
     }
-    return isEmpty() ? -1 : static_cast<int>(m_lastTended + pace_usecs - now);
+    return isEmpty() ? -1 : static_cast<int>(m_lastWritten + write_interval_usecs - now);
 }
 
 bool CTraceQueue::isEmpty() {
@@ -114,7 +114,7 @@ bool CTraceQueue::waitForReader() {
     return is_ready;
 }
 
-void CTraceQueue::settle() {
+void CTraceQueue::flush() {
     fflush(m_stream);
     while (!m_buffer.front().empty() && (writeSome() || waitForReader())) {
     }
@@ -124,10 +124,10 @@ CTraceQueue::~CTraceQueue() {
     if (m_stream == nullptr)
         return;
     m_idleMsecs = 0;
-    settle();
+    flush();
     while (!m_output.isDone() && waitForReader()) {
     }
-    ka_trace_care = nullptr;
+    ka_trace_hook = nullptr;
     ka_set_trace_stream(nullptr);
     fclose(m_stream);
 }

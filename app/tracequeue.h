@@ -1,4 +1,4 @@
-// The traces on their way from the test to their reader, who may be slower.
+// The traces, queued for a reader who may be slower than the test.
 #pragma once
 
 #include <array>
@@ -9,9 +9,9 @@
 #include "app/output.h"
 #include "app/tracebuffer.h"
 
-/// Passes the traces on without holding up what is being timed. While the buffer is full and the
-/// reader takes something now and then, a timed span waits for it for its share of time, and what
-/// is not timed for some minutes. Otherwise the oldest lines are left out.
+/// Writes the traces without holding up what is being timed. When the buffer is full, it waits for
+/// the reader within limits: less during a timed span, longer elsewhere. Then it drops the oldest
+/// lines.
 class CTraceQueue {
   public:
     /// From now on the traces of the program and the library come here. The output stays the
@@ -25,9 +25,9 @@ class CTraceQueue {
     void take(std::string_view text);
     /// Writes what the reader takes at once, every now and then. Returns the microseconds until the
     /// next time, negative when all is written.
-    int tend();
+    int writeDue();
     /// Writes all that the reader takes, waiting for it.
-    void settle();
+    void flush();
 
   protected:
     bool isEmpty();
@@ -38,7 +38,7 @@ class CTraceQueue {
     FILE* m_stream = nullptr;
     std::array<char, 8192> m_block;  ///< of the stream: it collects the lines of some passes
     CTraceBuffer m_buffer;
-    int64_t m_lastTended = 0;    ///< microseconds
+    int64_t m_lastWritten = 0;   ///< microseconds
     int64_t m_idleMsecs = 0;     ///< waited since the reader has last taken something
     int64_t m_untimedMsecs = 0;  ///< waited in all where nothing was timed
 };

@@ -11,8 +11,10 @@
 #include <cstdint>
 
 #include "measure/failurereason.h"
+#include "measure/record.h"
 #include "measure/transferstat.h"
 #include "netbase/cnettest.h"
+#include "netbase/port/sockaddr.h"
 
 /// The text of a reply's first read.
 using FtpReply = std::array<char, 1024>;

@@ -9,7 +9,10 @@
 #include "ftptest/ftptext.h"
 #include "measure/netstep.h"
 #include "measure/receiver.h"
+#include "netbase/port/sockaddr.h"
+#include "netbase/support/clock.h"
 #include "netbase/support/descriptor.h"
+#include "netbase/support/wait.h"
 
 namespace {
 

@@ -5,6 +5,7 @@
 #include "ftptest/cnettest_ftpbase.h"
 #include "ftptest/ftprecord.h"
 #include "measure/netstep.h"
+#include "measure/record.h"
 #include "netbase/support/descriptor.h"
 #include "netbase/support/trace.h"
 

@@ -8,6 +8,7 @@
 #include "ftptest/ftptext.h"
 #include "measure/netstep.h"
 #include "measure/timedspan.h"
+#include "netbase/support/clock.h"
 #include "netbase/support/descriptor.h"
 #include "netbase/support/textvalue.h"
 #include "netbase/support/trace.h"
@@ -27,7 +28,7 @@ int CNetTest_FtpBase::onMainLoop() {
 }
 
 int CNetTest_FtpBase::prepareTransfer(SRun& run) {
-    ka_settle_traces();
+    ka_flush_traces();
     const CTimedSpan timed;
     const bool ready = openControl(run) == 0 && login(run) == 0 && chooseDataMode() == 0 &&
                        announceTransfer(run) == 0 && openPassiveData() == 0 &&

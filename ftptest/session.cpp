@@ -6,6 +6,8 @@
 
 #include "ftptest/cnettest_ftpbase.h"
 #include "measure/netstep.h"
+#include "netbase/port/sockaddr.h"
+#include "netbase/support/clock.h"
 #include "netbase/support/descriptor.h"
 #include "netbase/support/trace.h"
 

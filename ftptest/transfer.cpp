@@ -12,6 +12,7 @@
 #include "measure/timedspan.h"
 #include "netbase/support/clock.h"
 #include "netbase/support/trace.h"
+#include "netbase/support/wait.h"
 
 namespace {
 

@@ -14,15 +14,15 @@
 #include "ftptest/cnettest_ftpbase.h"
 #include "ftptest/ftptext.h"
 #include "httptest/cnettest_httpbase.h"
-#include "httptest/httphead.h"
+#include "httptest/headtext.h"
 #include "httptest/httprecord.h"
 #include "measure/receiver.h"
 #include "netbase/dns/dnscodec.h"
 #include "netbase/link/arpframe.h"
 #include "netbase/link/ndmessage.h"
-#include "netbase/port/attrline.h"
 #include "netbase/support/descriptor.h"
 #include "netbase/support/textvalue.h"
+#include "show/description.h"
 
 namespace {
 
@@ -98,7 +98,7 @@ const char* text(Bytes data) {
     close(ends[0]);
 }
 
-/// A record that is taken is taken again from its own text.
+/// A record that is taken is taken again from its own text, and is shown at every width.
 [[maybe_unused]] void record(Bytes data, size_t size) {
     SRecord read;
     std::string why;
@@ -108,18 +108,13 @@ const char* text(Bytes data) {
     const std::string bytes(again.data(), std::strlen(again.data()) + 1);
     require(ka_parse_record(bytes, http_record, &read, &why));
     require(again == ka_format_record(http_record, read));
+    for (size_t columns = 0; columns < 100; ++columns)
+        require(describe_progress(http_record, read, data[0], columns).size() <= columns);
 }
 
 [[maybe_unused]] void pasv(Bytes data, size_t size) {
     std::array<unsigned int, 6> numbers;
     ftp_parse_pasv(std::string(text(data), size).c_str(), &numbers);
-}
-
-[[maybe_unused]] void attr(Bytes data, size_t size) {
-    std::string_view key;
-    std::string_view value;
-    if (ka_parse_attr_line({text(data), size}, &key, &value))
-        require(!key.empty() && !value.empty() && key.size() < 128 && value.size() < 128);
 }
 
 [[maybe_unused]] void advert(Bytes data, size_t size) {

@@ -8,6 +8,7 @@
 #include <cstdint>
 
 #include "measure/failurereason.h"
+#include "measure/record.h"
 #include "measure/transferstat.h"
 #include "netbase/cnettest.h"
 

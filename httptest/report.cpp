@@ -1,6 +1,7 @@
 // The HTTP test's result record.
 #include "httptest/cnettest_httpbase.h"
 #include "httptest/httprecord.h"
+#include "measure/record.h"
 #include "netbase/support/descriptor.h"
 
 // The steps in the order in which they are reported below. Readers depend on the comma.

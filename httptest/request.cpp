@@ -2,7 +2,7 @@
 #include <cstdio>
 
 #include "httptest/cnettest_httpbase.h"
-#include "httptest/httprequest.h"
+#include "httptest/requesttext.h"
 #include "netbase/support/textvalue.h"
 #include "netbase/support/trace.h"
 

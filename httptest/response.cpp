@@ -4,9 +4,10 @@
 #include <cerrno>
 
 #include "httptest/cnettest_httpbase.h"
-#include "httptest/httphead.h"
+#include "httptest/headtext.h"
 #include "measure/receiver.h"
 #include "netbase/support/textvalue.h"
+#include "netbase/support/wait.h"
 
 namespace {
 

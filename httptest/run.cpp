@@ -5,11 +5,12 @@
 #include <cstring>
 
 #include "httptest/cnettest_httpbase.h"
-#include "httptest/httphead.h"
+#include "httptest/headtext.h"
 #include "measure/netstep.h"
 #include "measure/receiver.h"
 #include "measure/timedspan.h"
 #include "measure/transferbuffer.h"
+#include "netbase/support/clock.h"
 #include "netbase/support/descriptor.h"
 #include "netbase/support/textvalue.h"
 #include "netbase/support/trace.h"
@@ -80,7 +81,7 @@ int CNetTest_HttpBase::runRequest(SRun& run) {
 }
 
 int CNetTest_HttpBase::exchangeHeads(SRun& run) {
-    ka_settle_traces();
+    ka_flush_traces();
     const CTimedSpan timed;
     return connectServer() == 0 && sendRequest(run) == 0 ? receiveHead(run) : -1;
 }
@@ -194,7 +195,7 @@ void CNetTest_HttpBase::takeHead(SRun& run) {
     ka_trace("head parsed!(Content-Length=%s)\n", m_szContentLength);
     ka_trace("http_code is %d\n", run.code);
     ka_trace("response header is %.*s\n", static_cast<int>(run.fill), run.buffer.data());
-    ka_settle_traces();  // it may be long, and the body's traces have little patience
+    ka_flush_traces();  // it may be long, and the body's traces have little patience
     run.fill -= static_cast<size_t>(m_iHeadSize);
 }
 

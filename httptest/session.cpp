@@ -2,6 +2,8 @@
 #include <cstdlib>
 
 #include "httptest/cnettest_httpbase.h"
+#include "netbase/port/sockaddr.h"
+#include "netbase/support/clock.h"
 #include "netbase/support/descriptor.h"
 #include "netbase/support/textvalue.h"
 

@@ -52,7 +52,7 @@ EWait CReceiver::receiveBriefly(ssize_t* count) {
     if (!m_isLimited)
         setsockopt(m_sock, SOL_SOCKET, SO_RCVTIMEO, &brief_wait, sizeof(brief_wait));
     m_isLimited = true;
-    ka_tend_traces();
+    ka_write_traces();
     *count = take(0);
     return *count < 0 && errno == EAGAIN ? EWait::timeout : EWait::ready;
 }

@@ -21,7 +21,7 @@ CSender::CSender(int sock, int usecs) : m_sock(sock) {
 }
 
 ssize_t CSender::send(const char* data, size_t size) const {
-    ka_tend_traces();
+    ka_write_traces();
     return ::send(m_sock, data, size, 0);
 }
 

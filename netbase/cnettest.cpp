@@ -4,17 +4,13 @@
 
 #include <cstring>
 
+#include "netbase/support/clock.h"
 #include "netbase/support/descriptor.h"
+#include "netbase/support/store.h"
 #include "netbase/support/textvalue.h"
 #include "netbase/support/trace.h"
 
 namespace {
-
-template <typename T>
-void put(const T& value, T* out) {
-    if (out != nullptr)
-        *out = value;
-}
 
 struct SLookupTimes {
     timeval start{};
@@ -23,7 +19,7 @@ struct SLookupTimes {
 
 in_addr look_up_in4(const char* host, SLookupTimes* times) {
     in_addr addr{};
-    ka_settle_traces();
+    ka_flush_traces();
     times->start = ka_now();
     const hostent* found = gethostbyname(host);
     times->end = ka_now();
@@ -70,9 +66,9 @@ int CNetTest::stopTest() {
 
 int CNetTest::resolveIn4Addr(const char* host, in_addr* addr, timeval* tvStart, timeval* tvEnd) {
     ka_trace("host name is %s\n", host != nullptr ? host : "(null)");
-    put(in_addr{}, addr);
-    put(timeval{}, tvStart);
-    put(timeval{}, tvEnd);
+    ka_store(in_addr{}, addr);
+    ka_store(timeval{}, tvStart);
+    ka_store(timeval{}, tvEnd);
     if (host == nullptr || *host == '\0')
         return -1;
 
@@ -88,17 +84,17 @@ int CNetTest::resolveIn4Addr(const char* host, in_addr* addr, timeval* tvStart, 
     ka_trace("the reslve host name is %s\n", text);
     if (found.s_addr == INADDR_ANY)
         return -1;
-    put(found, addr);
-    put(times.start, tvStart);
-    put(times.end, tvEnd);
+    ka_store(found, addr);
+    ka_store(times.start, tvStart);
+    ka_store(times.end, tvEnd);
     ka_trace("in resolvein4 2\n");
     return 0;
 }
 
 int CNetTest::resolveIn6Addr(const char* host, in6_addr* addr, timeval* tvStart, timeval* tvEnd) {
-    put(in6_addr{}, addr);
-    put(timeval{}, tvStart);
-    put(timeval{}, tvEnd);
+    ka_store(in6_addr{}, addr);
+    ka_store(timeval{}, tvStart);
+    ka_store(timeval{}, tvEnd);
     if (host == nullptr || *host == '\0')
         return -1;
 
@@ -112,8 +108,8 @@ int CNetTest::resolveIn6Addr(const char* host, in6_addr* addr, timeval* tvStart,
     }
     if (IN6_IS_ADDR_UNSPECIFIED(&found))
         return -1;
-    put(found, addr);
-    put(times.start, tvStart);
-    put(times.end, tvEnd);
+    ka_store(found, addr);
+    ka_store(times.start, tvStart);
+    ka_store(times.end, tvEnd);
     return 0;
 }

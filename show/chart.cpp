@@ -80,7 +80,7 @@ std::string escape_xml(const std::string& text) {
 
 }  // namespace
 
-std::string chart_in_words(const std::vector<SSample>& samples, size_t columns, bool isUtf8) {
+std::string chart_row(const std::vector<SSample>& samples, size_t columns, bool isUtf8) {
     constexpr std::array<const char*, 8> blocks = {"▁", "▂", "▃", "▄", "▅", "▆", "▇", "█"};
     constexpr std::array<const char*, 8> letters = {"_", ".", ":", "-", "=", "+", "*", "#"};
     constexpr size_t indent = 2;
@@ -102,7 +102,7 @@ std::string chart_in_words(const std::vector<SSample>& samples, size_t columns, 
     return text + "\n";
 }
 
-std::string chart_in_svg(const std::vector<SSample>& samples, const std::string& title) {
+std::string chart_picture(const std::vector<SSample>& samples, const std::string& title) {
     const int64_t end = samples.empty() ? 1000 : samples.back().msecs;
     const SAxes axes{static_cast<double>(std::max<int64_t>(end, 1)) / 1000,
                      static_cast<double>(to_bits(highest_speed(samples))) * 1.05};

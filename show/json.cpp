@@ -4,6 +4,7 @@
 #include <ctime>
 #include <string_view>
 
+#include "measure/record.h"
 #include "netbase/support/textvalue.h"
 #include "show/text.h"
 

@@ -13,17 +13,18 @@
 
 #include "app/driver.h"
 #include "app/process.h"
+#include "measure/record.h"
 #include "netbase/support/clock.h"
 #include "netbase/support/descriptor.h"
 #include "netbase/support/wait.h"
 #include "show/chart.h"
+#include "show/description.h"
 #include "show/json.h"
 #include "show/liveline.h"
 #include "show/recordfile.h"
 #include "show/recordkinds.h"
 #include "show/request.h"
 #include "show/testrun.h"
-#include "show/words.h"
 
 namespace {
 
@@ -208,7 +209,7 @@ int write_chart(const SRequest& request, const SOutcome& outcome) {
     std::string title = outcome.kind->title;
     if (outcome.report->facts.host[0] != '\0')
         title += std::string(", ") + outcome.report->facts.host;
-    const std::string svg = chart_in_svg(outcome.report->samples, title);
+    const std::string svg = chart_picture(outcome.report->samples, title);
     if (file != nullptr && fputs(svg.c_str(), file.get()) != EOF && fflush(file.get()) == 0)
         return 0;
     complain("%s: %s", request.chart, std::strerror(errno));

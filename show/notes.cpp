@@ -4,7 +4,7 @@
 #include <string_view>
 
 #include "app/driver.h"
-#include "httptest/httprequest.h"
+#include "httptest/requesttext.h"
 #include "show/text.h"
 
 namespace {

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <string>
 
+#include "measure/record.h"
 #include "netbase/support/clock.h"
 #include "netbase/support/descriptor.h"
 #include "show/watchedtest.h"

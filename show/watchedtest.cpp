@@ -12,7 +12,10 @@
 #include "app/output.h"
 #include "app/process.h"
 #include "app/tracequeue.h"
+#include "measure/record.h"
+#include "netbase/port/sockaddr.h"
 #include "netbase/support/clock.h"
+#include "netbase/support/textvalue.h"
 #include "netbase/support/trace.h"
 
 namespace {
@@ -44,13 +47,13 @@ struct IWatched {
     virtual void tellNewSteps() = 0;
 };
 IWatched* watched = nullptr;
-int (*care_for_traces)(bool may_wait) = nullptr;
+int (*write_or_flush)(bool may_wait) = nullptr;
 
 /// Called before every wait: a phase may have begun since the one before.
 int care(bool may_wait) {
     if (watched != nullptr)
         watched->tellNewSteps();
-    return care_for_traces != nullptr ? care_for_traces(may_wait) : -1;
+    return write_or_flush != nullptr ? write_or_flush(may_wait) : -1;
 }
 
 int64_t msecs_of(const timeval& start, const timeval& end) {
@@ -197,15 +200,15 @@ void run_watched_test(int argc, const char* const* argv, int link, int seconds, 
         COutput output(STDOUT_FILENO);
         {
             const CTraceQueue traces(output);
-            care_for_traces = ka_trace_care;
-            ka_trace_care = care;
+            write_or_flush = ka_trace_hook;
+            ka_trace_hook = care;
             run_net_test<CWatchedFtp, CWatchedHttp>(argc, argv);
         }
         message.tracesError = output.failure();
         teller.tell(message, true);
     } else {
         ka_set_trace_stream(nullptr);
-        ka_trace_care = care;
+        ka_trace_hook = care;
         run_net_test<CWatchedFtp, CWatchedHttp>(argc, argv);
     }
 }

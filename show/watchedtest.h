@@ -1,6 +1,7 @@
 // A test in this process that tells another process how it goes.
 #pragma once
 
+#include "measure/record.h"
 #include "show/outcome.h"
 
 /// What is told, one message of a SOCK_SEQPACKET socket each.

@@ -5,6 +5,7 @@
 
 #include "netbase/cnetbase.h"
 #include "netbase/dns/retryplan.h"
+#include "netbase/port/sockaddr.h"
 #include "netbase/support/descriptor.h"
 #include "netbase/support/trace.h"
 

@@ -4,6 +4,7 @@
 
 #include "netbase/cnetbase.h"
 #include "netbase/dns/retryplan.h"
+#include "netbase/port/sockaddr.h"
 #include "netbase/support/descriptor.h"
 
 namespace {

@@ -5,8 +5,11 @@
 #include <cstring>
 
 #include "netbase/cnetbase.h"
+#include "netbase/exitflag.h"
 #include "netbase/link/arpframe.h"
+#include "netbase/support/clock.h"
 #include "netbase/support/descriptor.h"
+#include "netbase/support/wait.h"
 
 namespace {
 

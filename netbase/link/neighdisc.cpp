@@ -7,8 +7,12 @@
 #include <cstring>
 
 #include "netbase/cnetbase.h"
+#include "netbase/exitflag.h"
 #include "netbase/link/ndmessage.h"
+#include "netbase/port/sockaddr.h"
+#include "netbase/support/clock.h"
 #include "netbase/support/descriptor.h"
+#include "netbase/support/wait.h"
 
 namespace {
 

@@ -10,6 +10,7 @@
 
 #include "netbase/cnetbase.h"
 #include "netbase/support/descriptor.h"
+#include "netbase/support/store.h"
 #include "netbase/support/textvalue.h"
 #include "netbase/support/trace.h"
 
@@ -21,13 +22,6 @@ in_addr address_of(const sockaddr& addr) {
     sockaddr_in in4;
     std::memcpy(&in4, &addr, sizeof(in4));
     return in4.sin_addr;
-}
-
-/// Stores an output that the caller may have left out.
-template <typename T>
-void put_out(const T& value, T* out) {
-    if (out != nullptr)
-        *out = value;
 }
 
 /// One line of /proc/net/if_inet6.
@@ -107,7 +101,7 @@ const unsigned char* CNetBase::getBindDevHWAddr(bool refresh) {
 
 int CNetBase::getINET4Info(in_addr* addr, in_addr* mask, in_addr* gw) {
     for (in_addr* out : {addr, mask, gw})
-        put_out(in_addr{}, out);
+        ka_store(in_addr{}, out);
 
     ifreq dev_addr;
     ifreq dev_mask;
@@ -117,9 +111,9 @@ int CNetBase::getINET4Info(in_addr* addr, in_addr* mask, in_addr* gw) {
         return -1;
 
     const in_addr own = address_of(dev_addr.ifr_addr);
-    put_out(own, addr);
-    put_out(address_of(dev_mask.ifr_netmask), mask);
-    put_out(gateway, gw);
+    ka_store(own, addr);
+    ka_store(address_of(dev_mask.ifr_netmask), mask);
+    ka_store(gateway, gw);
     char text[INET_ADDRSTRLEN];
     writeINET4Addr(&own, text);
     ka_trace("the ip_addr is %s\n", text);
@@ -133,9 +127,9 @@ int CNetBase::isINET4Connected() {
 }
 
 int CNetBase::getINET6Info(in6_addr* addr, int* prefixlen, in6_addr* gw) {
-    put_out(in6addr_any, addr);
-    put_out(0, prefixlen);
-    put_out(in6addr_any, gw);
+    ka_store(in6addr_any, addr);
+    ka_store(0, prefixlen);
+    ka_store(in6addr_any, gw);
 
     const CStream table(fopen("/proc/net/if_inet6", "re"));
     if (table == nullptr)
@@ -146,11 +140,11 @@ int CNetBase::getINET6Info(in6_addr* addr, int* prefixlen, in6_addr* gw) {
     if (readConfINET6Addr("inet6_gw", &gateway) != 0)
         return -1;
 
-    put_out(gateway, gw);
+    ka_store(gateway, gw);
     if (!found)
         return -1;
-    put_out(line.addr, addr);
-    put_out(line.prefixlen, prefixlen);
+    ka_store(line.addr, addr);
+    ka_store(line.prefixlen, prefixlen);
     return 0;
 }
 

@@ -5,7 +5,9 @@
 #include <cstring>
 
 #include "netbase/cnetbase.h"
+#include "netbase/port/sockaddr.h"
 #include "netbase/support/descriptor.h"
+#include "netbase/support/wait.h"
 
 namespace {
 

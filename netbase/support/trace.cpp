@@ -9,7 +9,7 @@ FILE* const* stream = &stdout;
 
 }  // namespace
 
-int (*ka_trace_care)(bool may_wait) = nullptr;
+int (*ka_trace_hook)(bool may_wait) = nullptr;
 
 void ka_trace(const char* format, ...) {
     if (*stream == nullptr)

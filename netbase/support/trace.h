@@ -11,20 +11,19 @@
 void ka_set_trace_stream(FILE* stream);
 
 /// For a program that buffers the traces itself; null unless it sets one. Every wait of the library
-/// calls it first, with `may_wait` false: it passes on what its reader takes at once, and returns
-/// after how many microseconds it wants to be called again, negative for not at all. Where nothing
-/// is being timed it is called with `may_wait` true, and may wait for its reader.
-extern int (*ka_trace_care)(bool may_wait);
+/// calls it first, with `may_wait` false: it writes what its reader takes at once. It returns after
+/// how many microseconds it is to be called again, negative if it need not be. Where nothing is
+/// being timed it is called with `may_wait` true, and may wait for its reader.
+extern int (*ka_trace_hook)(bool may_wait);
 
-/// Before something else that waits.
-inline void ka_tend_traces() {
-    if (ka_trace_care != nullptr)
-        ka_trace_care(false);
+/// Writes what the reader takes at once. Called before anything else that waits.
+inline void ka_write_traces() {
+    if (ka_trace_hook != nullptr)
+        ka_trace_hook(false);
 }
 
-/// Passes on what was printed. Called where nothing is being timed, before something that is or
-/// that may last.
-inline void ka_settle_traces() {
-    if (ka_trace_care != nullptr)
-        ka_trace_care(true);
+/// Writes all that was printed. Called where nothing is being timed, before a timed span.
+inline void ka_flush_traces() {
+    if (ka_trace_hook != nullptr)
+        ka_trace_hook(true);
 }

@@ -28,13 +28,13 @@ EWait wait_once(pollfd* fds, nfds_t count, const timeval& limit) {
     return hits > 0 ? EWait::ready : EWait::timeout;
 }
 
-/// Waits in parts, so that the program can look after its traces between them.
+/// Waits in parts, so that the program can write its traces between them.
 EWait wait_in_parts(pollfd* fds, nfds_t count, const timeval& limit) {
     const int reason = errno;
     CDeadline deadline(limit);
     timeval left;
     while (deadline.timeLeft(&left)) {
-        const int soon = ka_trace_care(false);
+        const int soon = ka_trace_hook(false);
         errno = reason;
         const bool is_last = soon < 0 || ka_tv_usecs(left) <= soon;
         if (!is_last)
@@ -58,7 +58,7 @@ EWait ka_wait(pollfd* fds, nfds_t count, const timeval* timeout) {
         errno = EINVAL;
         return EWait::failed;
     }
-    return ka_trace_care == nullptr ? wait_once(fds, count, limit)
+    return ka_trace_hook == nullptr ? wait_once(fds, count, limit)
                                     : wait_in_parts(fds, count, limit);
 }
 

@@ -11,11 +11,11 @@
 namespace {
 
 /// What the server answers to a command ("": it greets):
-///     answer = reply [ data [ deed [ further reply ] ] ]
+///     answer = reply [ data [ action [ further reply ] ] ]
 ///     reply  = text in the language of tables, or "PASV": a 227 with the passive endpoint
-///     data   = what it sends on the data connection once it has replied; with a deed only.
+///     data   = what it sends on the data connection once it has replied; with a action only.
 ///              "exit" without one: the test is told to end before the reply
-///     deed   = "closes" | "resets" | "holds" until the client closes | "drains" what comes
+///     action   = "closes" | "resets" | "holds" until the client closes | "drains" what comes
 ///            | "ignores" what comes | "late": the further reply comes before the data
 ///            | "tells": it comes behind the data, which is not closed before the client does
 ///            | "leaves" | "leaves holding": the control connection ends before the data
@@ -179,7 +179,7 @@ class FtpRun : public OwnHost {
     SFtpBaseConfig config{0,   0,    0,       0,       0,       "",     21,     "u",
                           "p", "/f", 1000000, 2000000, 2000000, 300000, 300000, 0};
     std::unique_ptr<Probe> test;
-    /// What the client sent last before it took its leave.
+    /// What the client sent last before QUIT.
     std::string lastCommand() const {
         const std::string quit = "QUIT\r\n";
         const size_t end = heard.size() - std::min(heard.size(), quit.size());
@@ -313,7 +313,7 @@ TEST_F(FtpRun, TheCourseOfADownload) {
         "dataconn_step:0,datatran_step:0,contime:0,trtime:0,totdata:0,curspeed:0,"
         "minspeed:0,maxspeed:0,avgspeed:0",
         readFile("/tmp/ftpgetrst").c_str());
-    EXPECT_EQ(" r0:4 f0:5", test->reports);  // before the leave is taken
+    EXPECT_EQ(" r0:4 f0:5", test->reports);  // before QUIT
     EXPECT_TRUE(ka_tv_isset(test->m_tvCtrlFail) && heard == "QUIT\r\n");
     EXPECT_EQ("no record", run(good, "pasv").substr(0, 9));  // no direction
     run(with("STOR", {"150 go\r\n"}), "get put pasv");

@@ -6,6 +6,8 @@
 
 #include <functional>
 #include <future>
+#include <iterator>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -43,6 +45,20 @@ using Row = std::vector<std::string>;
 /// A table written as text, a row a line, fields between "|"; its language is explained where it is
 /// taken apart. Tables whose rows are runs begin with a row's name, which a failure shows.
 std::vector<Row> table(const std::string& text);
+
+/// Arguments of net-test, apart by blanks, as main gets them.
+struct Arguments {
+    explicit Arguments(const std::string& text) {
+        std::istringstream stream("net-test " + text);
+        words.assign(std::istream_iterator<std::string>(stream), {});
+        for (std::string& word : words)
+            argv.push_back(word.data());
+        argv.push_back(nullptr);
+    }
+    int count() const { return static_cast<int>(words.size()); }
+    Row words;
+    std::vector<char*> argv;
+};
 
 /// A heap block of exactly its size, so that AddressSanitizer sees a byte too many.
 using Bytes = std::vector<unsigned char>;

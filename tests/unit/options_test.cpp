@@ -16,19 +16,14 @@ TEST(Options, AreFoundAnywhere) {
         -dst-m 1                      | FTP0100,,,,0,
         -dns 192.168.1.1 -size x      | FTP0000,,,,0,192.168.1.1
         -dst <300 h> -f <600 f> -us <70 u> -dns <70 d> | FTP0000,<63 h>,<63 u>,<511 f>,0,<63 d>)")) {
-        std::istringstream arguments("net-test " + c[0]);
-        const Row words{std::istream_iterator<std::string>(arguments), {}};
-        std::vector<const char*> argv;
-        for (const std::string& word : words)
-            argv.push_back(word.c_str());
+        const Arguments given(c[0]);
         SFtpBaseConfig ftp;
         SHttpBaseConfig http;
         set_test_defaults(&ftp, &http);
         ka_copy_text(g_dns_addr, "");
         bool is_http = false;
-        const std::string trace = printed([&] {
-            is_http = scan_options(static_cast<int>(argv.size()), argv.data(), &ftp, &http);
-        });
+        const std::string trace =
+            printed([&] { is_http = scan_options(given.count(), given.argv.data(), &ftp, &http); });
         std::ostringstream got;
         got << (is_http ? "HTTP" : "FTP") << ftp.do_get << ftp.do_put << ftp.use_pasv
             << ftp.use_port << ',' << ftp.host_name << ',' << ftp.username << ',' << ftp.file_path

@@ -1,15 +1,8 @@
-// What both tests measure with: the speed sampler, with times given here, the rule of batches, the
-// buffer.
+// The speed sampler and the rule of batches, with times given here.
 #include "ftptest/cnettest_ftpbase.h"
 #include "measure/batchrule.h"
-#include "measure/transferbuffer.h"
 #include "netbase/support/clock.h"
 #include "tests/support/testbed.h"
-
-/// AddressSanitizer would end the program when memory is short.
-extern "C" const char* __asan_default_options() {  // NOLINT(bugprone-reserved-identifier)
-    return "allocator_may_return_null=1";
-}
 
 namespace {
 
@@ -118,12 +111,4 @@ TEST(BatchRule, FollowsARateThatChanges) {
     EXPECT_EQ(1, rule.follow(0, now));  // a stall
     EXPECT_EQ(262144, batchAfter(1000, 4));
     EXPECT_EQ(1, batchAfter(20, 1));
-}
-
-TEST(TransferBuffer, StaysAsItIsWhenMemoryIsShort) {
-    struct Huge : CTransferBuffer {
-        Huge() { m_size = SIZE_MAX / 4 + 1; }
-    } buffer;
-    EXPECT_FALSE(buffer.grow(SIZE_MAX));
-    EXPECT_EQ(SIZE_MAX / 4 + 1, buffer.size());
 }

@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "measure/record.h"
 #include "show/outcome.h"
 
 /// Verdict and reason, phases, times, bytes and speeds, a line each, and the speed over time in at

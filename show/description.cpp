@@ -1,4 +1,4 @@
-#include "show/words.h"
+#include "show/description.h"
 
 #include <cinttypes>
 #include <cstring>
@@ -6,6 +6,7 @@
 #include <iterator>
 
 #include "measure/netstep.h"
+#include "measure/record.h"
 #include "show/chart.h"
 #include "show/text.h"
 
@@ -127,7 +128,7 @@ std::string describe_outcome(const SOutcome& outcome, size_t columns, bool isUtf
         append_way(&text, *outcome.report);
     append_figures(&text, outcome);
     if (outcome.report != nullptr)
-        text += chart_in_words(outcome.report->samples, columns, isUtf8);
+        text += chart_row(outcome.report->samples, columns, isUtf8);
     return text;
 }
 

@@ -1,4 +1,4 @@
-#include "httptest/httphead.h"
+#include "httptest/headtext.h"
 
 #include <algorithm>
 #include <cstring>

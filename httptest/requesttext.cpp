@@ -1,4 +1,4 @@
-#include "httptest/httprequest.h"
+#include "httptest/requesttext.h"
 
 #include <algorithm>
 #include <cstdio>
