@@ -126,20 +126,29 @@ TEST_F(HttpRun, RequestsAndTraces) {
          "HTTP/1.1 308 P\r\nLocation: https://127.0.0.1:PORT/x?y=1#z\r\nContent-Length: 0\r\n\r\n",
          hello},
         "closes");
-    const std::string rest = " HTTP/1.1\r\nHost: 127.0.0.1:" + port +
-                             "\r\nUser-Agent: Wget\r\nConnection: close\r\n\r\n";
-    EXPECT_EQ(
-        "GET /a?b" + rest + "GET /c" + rest + "GET https://127.0.0.1:" + port + "/x?y=1#z" + rest,
-        requests);
+    const auto rest = [&] {
+        return " HTTP/1.1\r\nHost: 127.0.0.1:" + port +
+               "\r\nUser-Agent: Wget\r\nConnection: close\r\n\r\n";
+    };
+    EXPECT_EQ("GET /a?b" + rest() + "GET /c" + rest() + "GET https://127.0.0.1:" + port +
+                  "/x?y=1#z" + rest(),
+              requests);
     EXPECT_GE(ka_tv_span_msecs(test->m_tvTestStart, test->m_tvConnStart), 100);  // the first's
+
+    run({ok + "Content-Length: 5\r\n\r\n<pause 100>hello"}, "closes");
     EXPECT_EQ(
-        "rev size is 43,buff size is 524288\nhead parsed!(Content-Length=5)\nhttp_code is 200\n"
-        "response header is " +
-            hello +
-            "\nonMainLoop 10\nin 1 m_iGetTransSize is 5,"
-            "m_iDataRecvSize is 5\nm_iGetTransSize is 5,m_iDataRecvSize is 5\nonMainLoop 15\n"
-            "onMainLoop 16\n",
-        trace.substr(trace.rfind("rev size")));
+        "buff_size is 524288\nonMainLoop 1\nonMainLoop 2\nhost name is 127.0.0.1\nin resolvein4 1\n"
+        "the reslve host name is 127.0.0.1\nin resolvein4 2\nonMainLoop 4\nonMainLoop 5\n"
+        "onMainLoop 6\nm_szFileReq is /a,m_szParmReq is b\nhttp request header is GET /a?b" +
+            rest() +
+            "\nonMainLoop 7\nonMainLoop 8\nonMainLoop 9\nrev size is 38,buff size is 524288\n"
+            "head parsed!(Content-Length=5)\nhttp_code is 200\nresponse header is " +
+            ok +
+            "Content-Length: 5\r\n\r\n\nonMainLoop 10\nin 1 m_iGetTransSize is 5,m_iDataRecvSize "
+            "is "
+            "0\nthe recv_size is 5\nonMainLoop 11\nonMainLoop 12\nonMainLoop 13\n"
+            "m_iGetTransSize is 5,m_iDataRecvSize is 5\nonMainLoop 15\nonMainLoop 16\n",
+        trace);
 }
 
 TEST_F(HttpRun, GrowsTheBufferForALongHeadUpToItsBound) {
@@ -172,6 +181,7 @@ TEST_F(HttpRun, RecordsOfFailures) {
         "overall_step:5,step_prepare:6,step_connect:5,step_gethead:0,step_download,0,"
         "contime:0,trtime:0,totdata:0,curspeed:0,minspeed:0,maxspeed:0,avgspeed:0",
         readFile("/tmp/httpdata").c_str());
+    EXPECT_EQ("connection refused by 127.0.0.1 port 1", reason);
     raiseExit = true;
     EXPECT_EQ("5 6664 5", run({ok + "\r\nhello"}, "holds"));
     EXPECT_EQ("5 0000 0", run({}, "holds"));  // it stays raised

@@ -75,7 +75,8 @@ TEST_F(Sockets, WaitWritesTheTraces) {
     EXPECT_EQ(EWait::timeout, ka_wait(nullptr, 0, &limit));
     EXPECT_EQ(EINPROGRESS, errno);
     EXPECT_GE(ka_tv_span_msecs(start, ka_now()), 95);
-    EXPECT_TRUE(calls >= 2 && calls <= 10) << calls;
+    EXPECT_GE(calls, 2);
+    EXPECT_LE(calls, 10);
     ka_trace_hook = nullptr;
 }
 
@@ -105,7 +106,8 @@ TEST_F(Sockets, ConnectTellsWhy) {
 TEST_F(Sockets, OpenBindsTheDeviceAndItsAddress) {
     ASSERT_EQ(0, shell("ip addr add 2001:db8::5/64 dev dev0 nodad"));
     const CDescriptor plain(port.openINET4Socket(SOCK_DGRAM, 0, 5000));
-    EXPECT_TRUE(device(plain.get()).empty() && isAt(plain.get(), CSockAddr::inet4({0}, 5000)));
+    EXPECT_EQ("", device(plain.get()));
+    EXPECT_TRUE(isAt(plain.get(), CSockAddr::inet4({0}, 5000)));
     Listener taken;
     EXPECT_EQ(-1, port.openINET4Socket(SOCK_STREAM, 0, 0x10000 + taken.port()));
     strcpy(port.m_szBindDevName, "dev0");
@@ -115,7 +117,8 @@ TEST_F(Sockets, OpenBindsTheDeviceAndItsAddress) {
     EXPECT_TRUE(isAt(in4.get(), CSockAddr::inet4(ip4("10.1.0.1"), 5001)));
     const CDescriptor in6(port.openINET6Socket(SOCK_STREAM, 0, 5001));
     EXPECT_TRUE(isAt(in6.get(), CSockAddr::inet6(ip6("2001:db8::5"), 5001)));
-    EXPECT_EQ("dev0dev0", device(in4.get()) + device(in6.get()));
+    EXPECT_EQ("dev0", device(in4.get()));
+    EXPECT_EQ("dev0", device(in6.get()));
 }
 
 TEST_F(Sockets, InterfaceInformation) {
@@ -135,7 +138,8 @@ TEST_F(Sockets, InterfaceInformation) {
     ASSERT_EQ(0, shell("ip addr add fec0::1/64 dev dev0 nodad"));
     writePortFile("inet6_gw", "2001:db8::fe");
     EXPECT_EQ(-1, port.getINET6Info(nullptr, &prefix, &gw6));  // link-local and site-local only
-    EXPECT_EQ(0xFE, gw6.s6_addr[15] + prefix);
+    EXPECT_EQ(0xFE, gw6.s6_addr[15]);
+    EXPECT_EQ(0, prefix);
     ASSERT_EQ(0, shell("ip addr add 2001:db8::5/56 dev dev0 nodad"));
     EXPECT_EQ(0, port.getINET6Info(nullptr, &prefix, nullptr));
     EXPECT_EQ(56, prefix);

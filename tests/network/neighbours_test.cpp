@@ -105,7 +105,8 @@ TEST_F(Neighbours, ArpResolvesTheKernel) {
         sendto(out.get(), reply.data(), 28, 0, reinterpret_cast<const sockaddr*>(&lo), sizeof(lo));
     });
     EXPECT_EQ(-1, port.arpEthINET4(300000, &nobody, hwaddr.data(), nullptr));
-    EXPECT_TRUE(hwaddr == EtherAddr{} && ka_tv_span_msecs(start, ka_now()) >= 300);
+    EXPECT_EQ(EtherAddr{}, hwaddr);
+    EXPECT_GE(ka_tv_span_msecs(start, ka_now()), 300);
     writePortFile("inet4_gw", "0.0.0.0" + std::string(120, ' '));  // as long as may be
     EXPECT_EQ(-1, port.arpEthINET4Target(2000000, &behind, nullptr));
 }
@@ -127,7 +128,8 @@ TEST_F(Neighbours, DatagramsAndPacketsArrive) {
         EXPECT_EQ(0, port.sendINET4Packet(out.get(), 1, 253, &to, "payload", 7));
         const std::string packet = received(raw.get());
         EXPECT_EQ(hex(c[2] + "020000000001 0800") + packet, captured("01", "0800"));
-        EXPECT_EQ(hex("01FD") + "payload", packet.substr(8, 2) + packet.substr(20));
+        EXPECT_EQ(hex("01FD"), packet.substr(8, 2));
+        EXPECT_EQ("payload", packet.substr(20));
     }
     const in_addr behind = ip4("10.2.0.9");
     const in_addr nobody = ip4("10.1.0.77");
@@ -143,7 +145,9 @@ TEST_F(Neighbours, DiscoveryResolvesTheKernel) {
     for (const char* text : {"2001:db8:1::2", "fe80::2"}) {
         const in6_addr target = ip6(text);
         EXPECT_EQ(0, port.inet6ND_AddrRes(3000000, &target, hwaddr.data(), &delay)) << text;
-        EXPECT_TRUE(far_hw == hwaddr && ka_tv_isset(delay) && delay.tv_sec == 0);
+        EXPECT_EQ(far_hw, hwaddr);
+        EXPECT_TRUE(ka_tv_isset(delay));
+        EXPECT_EQ(0, delay.tv_sec);
     }
     std::string solicit;
     do  // the kernel has reports and solicitations of its own to send
@@ -156,7 +160,8 @@ TEST_F(Neighbours, DiscoveryResolvesTheKernel) {
               solicit.substr(58));
     const in6_addr nobody = ip6("2001:db8:1::77");
     EXPECT_EQ(-1, port.inet6ND_AddrRes(300000, &nobody, hwaddr.data(), &delay));
-    EXPECT_TRUE(hwaddr == EtherAddr{} && !ka_tv_isset(delay));
+    EXPECT_EQ(EtherAddr{}, hwaddr);
+    EXPECT_FALSE(ka_tv_isset(delay));
     sockaddr_in6 target{};
     unsigned char buf[64];
     const timeval brief{0, 200000};

@@ -61,7 +61,9 @@ const std::string a6 = record(ask, 28, hex("20010db8 00000000 00000000 00000007"
 TEST(DnsCodec, EncodesNamesAndQueries) {
     EXPECT_EQ(hex("05") + "alpha" + hex("04") + "beta" + hex("05") + "gamma" + hex("00"),
               name("Alpha.Beta.GAMMA"));
-    EXPECT_EQ(hex("016100 0161016200 00"), name("a..b") + name("a.b.") + name(".a"));
+    EXPECT_EQ(hex("016100"), name("a..b"));
+    EXPECT_EQ(hex("0161016200"), name("a.b."));
+    EXPECT_EQ(hex("00"), name(".a"));
     std::vector<char> buf(512);
     ASSERT_EQ(19, kadns_fill_dnsquery(buf.data(), 512, "a", 0x12345, 28));
     EXPECT_EQ(hex("2345 0100 0001 0000 0000 0000 01 61 00 001C 0001"), std::string(buf.data(), 19));

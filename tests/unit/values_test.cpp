@@ -48,6 +48,22 @@ TEST(ValueCodecs, HardwareAddressesAndNumbers) {
     }
 }
 
+TEST(ValueCodecs, NamesOfEnumerations) {
+    char text[64];
+    edev_type_type device = DEV_TYPE_UNKNOWN;
+    for (const char* name : {"ether", "unknown"}) {
+        CNetBase::readDeviceType(name, &device);
+        CNetBase::writeDeviceType(device, text);
+        EXPECT_STREQ(name, text);
+    }
+    enet_proto_type protocol = NET_PROTO_PPP_PPPOE;
+    for (const char* name : {"ppp-dialup", "inet4-dhcp", "inet6-dhcp", "off"}) {
+        CNetBase::readNetprotoType(name, &protocol);
+        CNetBase::writeNetprotoType(protocol, text);
+        EXPECT_STREQ(name, text);
+    }
+}
+
 TEST(Clock, Arithmetic) {
     EXPECT_EQ(4000001, ka_tv_usecs({4, 1}));
     EXPECT_EQ(1200, ka_tv_msecs(ka_tv_diff({5, 100000}, {3, 900000})));
