@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <ctime>
 #include <map>
-#include <regex>
 
 #include "netbase/support/textvalue.h"
 #include "tests/support/testbed.h"
@@ -197,6 +196,17 @@ class FtpRun : public OwnHost {
     int port = 0;  ///< that the client announced
 };
 
+/// A trace with "N" for the numbers that vary.
+std::string steady(std::string text) {
+    for (const std::string mark : {"=", "Ctrl is ", "Port is ", "time is ", "min is "}) {
+        for (size_t at = 0; (at = text.find(mark, at)) != std::string::npos;) {
+            at += mark.size();
+            text.replace(at, text.find_first_not_of("-0123456789", at) - at, "N");
+        }
+    }
+    return text;
+}
+
 const std::string login = "USER u\r\nPASS p\r\nTYPE I\r\n";
 
 }  // namespace
@@ -318,7 +328,6 @@ TEST_F(FtpRun, TheCourseOfADownload) {
 }
 
 TEST_F(FtpRun, Traces) {
-    const std::regex varying("(=|Ctrl is |Port is |time is |min is )-?[0-9]+");
     const std::string start =
         "host name is 127.0.0.1\nin resolvein4 1\nthe reslve host name is 127.0.0.1\nin resolvein4 "
         "2\nin 6\nm_sockeCtrl is N\nm_iCtrlPort is N\nm_stFtpBaseConfig.use_inet6  is 0\n"
@@ -332,12 +341,12 @@ TEST_F(FtpRun, Traces) {
     EXPECT_EQ("srv_resp is 0,data_size is 0\ndata_time is N\n" + start +
                   "in 14\nin 15\nin 21\nin 23\n" + end +
                   "5, send data is 0\nsrv_resp is 0,data_size is 5\ndata_time is N\nat the end\n",
-              std::regex_replace(trace, varying, "$1N"));
+              steady(trace));
     config.put_size = 1;
     run(with("STOR", {"150 a\r\n", "<pause 100>", "drains", "226 b\r\n"}), "put pasv");
     EXPECT_EQ(start + "m_iPutFileSize is 1\nin 14\nin 15\n" + end +
                   "0, send data is 524288\nat the end\n",
-              std::regex_replace(trace, varying, "$1N"));
+              steady(trace));
 }
 
 TEST_F(FtpRun, WhatFollowsABurst) {

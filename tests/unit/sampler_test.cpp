@@ -10,7 +10,6 @@ constexpr int64_t GiB = 1LL << 30;
 
 struct Probe : CNetTest_FtpBase {
     Probe() : CNetTest_FtpBase(0, 0) {}
-    using CTransferStat::isSampleDue;
     using CTransferStat::startTransfer;
     int onTranExStat(bool first, const timeval*) override {
         // The last values are updated only after this hook.
@@ -49,16 +48,6 @@ TEST_F(Sampler, TakesMinimumMaximumAndAverage) {
                   std::tie(test.m_iCurSpeed, test.m_iMinSpeed, test.m_iMaxSpeed, test.m_iAvgSpeed));
     }
     EXPECT_EQ("first 0,next 1000,next 3000,next 3200,next 9999,", test.samples);
-}
-
-TEST_F(Sampler, IsDueWhenTheWholeSecondsDiffer) {
-    Probe test;
-    test.startTransfer({10, 900000});
-    EXPECT_FALSE(test.isSampleDue({11, 899999}));
-    EXPECT_TRUE(test.isSampleDue({11, 900000}));
-    test.m_tvLastStat = {12, 100000};  // late for the first second, but the next comes on time
-    EXPECT_FALSE(test.isSampleDue({12, 800000}));
-    EXPECT_TRUE(test.isSampleDue({12, 900000}));
 }
 
 TEST(BatchRule, TakesBatchesUnlessTheyBringClearlyLess) {
