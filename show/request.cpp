@@ -80,14 +80,14 @@ std::string parse_request(int argc, char** argv, SRequest* request) {
         }
         if (take_flag(argv[i], request))
             continue;
-        const std::string argument(argv[i]);
+        const std::string_view argument(argv[i]);
         std::string wrong;
         if (take_value(argument, argv[i + 1], request, &wrong))
             ++i;
         else
             wrong = take_record(argv[i], request);
         if (!wrong.empty())
-            return argument + ": " + wrong;
+            return std::string(argument) + ": " + wrong;
     }
     return judge(*request);
 }
