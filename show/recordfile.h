@@ -1,6 +1,8 @@
 // Record files as they lie in the file system.
 #pragma once
 
+#include <sys/time.h>
+
 #include <ctime>
 #include <string>
 
