@@ -62,11 +62,18 @@ TEST(ValueCodecs, NamesOfEnumerations) {
         CNetBase::writeNetprotoType(protocol, text);
         EXPECT_STREQ(name, text);
     }
+    int truth = 2;
+    for (const char* name : {"true", "false"}) {
+        CNetBase::readBoolValue(name, &truth);
+        CNetBase::writeBoolValue(truth, text);
+        EXPECT_STREQ(name, text);
+    }
 }
 
 TEST(Clock, Arithmetic) {
     EXPECT_EQ(4000001, ka_tv_usecs({4, 1}));
     EXPECT_EQ(1200, ka_tv_msecs(ka_tv_diff({5, 100000}, {3, 900000})));
+    EXPECT_EQ(2, ka_tv_add({1, 500000}, {0, 500000}).tv_sec);
     EXPECT_EQ(0, ka_tv_span_msecs({0, 0}, {5, 0}));
     EXPECT_EQ(5000000999, ka_tv_span_msecs({1, 0}, {5000001, 999999}));  // far beyond 35 minutes
     timeval tv{4000, 0};
