@@ -1,4 +1,4 @@
-// Output that is never waited for.
+// Output that never blocks.
 #pragma once
 
 #include <sys/types.h>

@@ -1,4 +1,4 @@
-// What the process needs before the test may run, so that nobody around it can end or hold it up.
+// Settings of the process that are made before the test runs.
 #pragma once
 
 /// Opens "/dev/null" on whichever of the descriptors 0, 1 and 2 is closed: a socket that became one

@@ -18,10 +18,10 @@ constexpr size_t dropped_at_once = 24576;
 /// What is printed is written after this time.
 constexpr int64_t write_interval_usecs = 50000;
 
-// How long a reader is waited for that takes nothing.
+// How long to wait for a reader that takes nothing.
 constexpr int64_t timed_idle_msecs = 50;
 constexpr int64_t untimed_idle_msecs = 3000;
-/// How long a reader is waited for in all, where nothing is timed.
+/// How long to wait for a reader in all, where nothing is timed.
 constexpr int64_t untimed_total_msecs = 120000;
 
 CTraceQueue* installed = nullptr;
@@ -94,7 +94,7 @@ bool CTraceQueue::isEmpty() {
     return __fpending(m_stream) == 0 && m_buffer.front().empty();
 }
 
-/// Waits until the reader takes something; false when it is waited for no longer.
+/// Waits until the reader takes something; false when the time for that is spent.
 bool CTraceQueue::waitForReader() {
     CTimedSpan* span = CTimedSpan::current();
     const int64_t limit =
@@ -105,7 +105,7 @@ bool CTraceQueue::waitForReader() {
         return false;
     const timeval start = ka_now();
     const bool is_ready = m_output.wait(limit);
-    const int64_t waited = ka_tv_span_msecs(start, ka_now()) + 1;  // no wait is for nothing
+    const int64_t waited = ka_tv_span_msecs(start, ka_now()) + 1;  // a wait counts as one at least
     m_idleMsecs += waited;
     if (span != nullptr)
         span->spend(waited);

@@ -1,4 +1,4 @@
-// What a run of the FTP test holds for its length.
+// The state of a run.
 #pragma once
 
 #include "ftptest/cnettest_ftpbase.h"

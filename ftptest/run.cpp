@@ -102,14 +102,14 @@ int CNetTest_FtpBase::chooseDataMode() {
     ka_step_start(m_eStepPort);
     ka_trace("in 11\n");
     if (pasv || port) {
-        // Active mode stands in for a passive one that is refused.
+        // Active mode replaces a passive mode that is refused.
         const bool chosen = (pasv && settle(m_eStepPasv, onPassiveMode()) == 0) ||
                             (port && settle(m_eStepPort, onActiveMode()) == 0);
         if (!chosen)
             return -1;
     }
     ka_step_pass(m_eStepCtrlAuth);
-    m_szReason[0] = '\0';  // of a passive mode that active mode stands in for
+    m_szReason[0] = '\0';  // of a passive mode that active mode replaces
     ka_trace("in 12\n");
     return 0;
 }
@@ -155,7 +155,7 @@ int CNetTest_FtpBase::openPassiveData() {
         if (connectFtpData() != 0)
             return ka_step_fail(m_eStepDataConn, m_bDataConnFail);
     } else if (m_eStepPort != NET_STEP_PASS && m_stFtpBaseConfig.do_get != 0) {
-        // No data connection will ever stand, so the download would never end.
+        // There is no data connection, so the download would never end.
         setReason("neither a passive nor an active data connection was asked for");
         return ka_step_fail(m_eStepDataConn, m_bDataConnFail);
     }
@@ -213,7 +213,7 @@ int CNetTest_FtpBase::briefTimeout() const {
     return std::min(m_stFtpBaseConfig.resp_timeout, brief_timeout);
 }
 
-/// Hears out the server's last reply and takes leave. No step changes any more.
+/// Reads the server's last reply and sends QUIT. No step changes any more.
 void CNetTest_FtpBase::closeTransfer(SRun& run) {
     ka_close_socket(m_sockeData);
     if (m_stFtpBaseConfig.do_get != 0 && !m_bTranDone) {

@@ -195,7 +195,7 @@ void CNetTest_HttpBase::takeHead(SRun& run) {
     ka_trace("head parsed!(Content-Length=%s)\n", m_szContentLength);
     ka_trace("http_code is %d\n", run.code);
     ka_trace("response header is %.*s\n", static_cast<int>(run.fill), run.buffer.data());
-    ka_flush_traces();  // it may be long, and the body's traces have little patience
+    ka_flush_traces();  // it may be long, and during the body there is little time for it
     run.fill -= static_cast<size_t>(m_iHeadSize);
 }
 

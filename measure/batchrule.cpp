@@ -6,16 +6,16 @@
 
 namespace {
 
-/// The rate is taken anew after a window of this length.
+/// The rate is measured in windows of this length.
 constexpr int64_t window_usecs = 8000;
 constexpr int64_t batches_per_msec = 2;
 constexpr int64_t batch_min = 16384;
 constexpr int64_t batch_max = 524288;
 
-/// What batches may lose and are taken nevertheless, since they cost less CPU time.
+/// Batches may be this much slower, since they cost less CPU time.
 constexpr int loss_percent = 3;
 
-/// Windows from one comparison to the next: more, the more often it has shown nothing new.
+/// Windows from one comparison to the next; more while its outcome stays the same.
 constexpr int pause_min = 8;
 constexpr int pause_max = 64;
 

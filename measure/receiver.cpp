@@ -15,7 +15,7 @@ namespace {
 /// Longest wait for a batch, and longest receive that waits itself.
 constexpr timeval brief_wait = {0, 10000};
 
-/// Bytes that are copied nevertheless fit any second-level cache.
+/// Where the kernel copies the bytes, this size fits into a second-level cache.
 constexpr size_t copy_size = 65536;
 
 }  // namespace

@@ -10,15 +10,14 @@
 #include "measure/batchrule.h"
 #include "netbase/support/wait.h"
 
-/// Receives from a socket, either for somebody who looks at the bytes or just to count them. Bytes
-/// that only count are dropped by the kernel (MSG_TRUNC, tcp(7)) instead of being copied, and may
-/// be received in batches (SO_RCVLOWAT, socket(7)).
+/// Receives from a socket, to keep the bytes or only to count them. Bytes that are only counted are
+/// discarded by the kernel (MSG_TRUNC, tcp(7)) instead of being copied, and may be received in
+/// batches (SO_RCVLOWAT, socket(7)).
 class CReceiver {
   public:
     enum class EUse { keep, count };
 
-    /// The buffer stays the caller's. Kernels and emulators that drop nothing store in it what only
-    /// counts, too.
+    /// The buffer stays the caller's. Where a kernel discards nothing, the bytes are stored in it.
     CReceiver(int sock, char* buffer, size_t size, EUse use);
 
     /// Another socket to look at while data are awaited.

@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-/// What slow readers of the traces may cost a transfer.
+/// Share of a transfer's time that may go to waiting for a reader of the traces.
 constexpr int transfer_trace_percent = 5;
 
 /// Marks a stretch of the run that is timed or has a deadline, for as long as it lives. Nothing

@@ -1,4 +1,4 @@
-// The speed over time, drawn.
+// Charts of the speed over time.
 #pragma once
 
 #include <string>

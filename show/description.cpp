@@ -51,7 +51,7 @@ std::string describe_step(const SOutcome& outcome, size_t step) {
     return is_cut ? "not finished" : step_text(outcome.record.steps.at(step));
 }
 
-/// Where a test went.
+/// The redirects, the server and the notes.
 void append_way(std::string* text, const STestReport& report) {
     for (const std::string& url : report.redirects)
         append_row(text, "redirected to", url);
@@ -62,7 +62,7 @@ void append_way(std::string* text, const STestReport& report) {
         append_row(text, "note", note);
 }
 
-/// A time that the record does not have.
+/// The time of a phase, if it was taken.
 void append_phase_time(std::string* text, const SOutcome& outcome, size_t phase) {
     if (outcome.report != nullptr && outcome.report->facts.phaseMsecs.at(phase) >= 0)
         append_row(text, phase_times.at(phase).meaning,

@@ -1,4 +1,4 @@
-// Outcomes of tests, in words.
+// Results of tests as text for people.
 #pragma once
 
 #include <string>

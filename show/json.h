@@ -1,4 +1,4 @@
-// Outcomes of tests for programs.
+// Results of tests as JSON.
 #pragma once
 
 #include <string>

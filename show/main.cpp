@@ -138,7 +138,7 @@ int print_outcome(const SRequest& request, const SOutcome& outcome) {
     }
 }
 
-/// What to do where there is no record.
+/// Says why there is no record, and what to do.
 void explain_no_record(const char* path, const SRecordKind* kind, const std::string& why) {
     const bool is_missing = access(path, F_OK) != 0;
     for (const SRecordKind* known : record_kinds) {
@@ -216,7 +216,7 @@ int write_chart(const SRequest& request, const SOutcome& outcome) {
     return status_no_output;
 }
 
-/// What the run has come to, said and as an exit status.
+/// Shows the result of the run. Returns the exit status.
 int show_run(const SRequest& request, const SRecordKind& kind, const CTestRun& test) {
     const std::string failure = test.failure();
     if (!failure.empty())
@@ -270,7 +270,7 @@ int run_test(const SRequest& request) {
     return status;
 }
 
-/// What the command line asks for, if that is only a text.
+/// The help or the version, if the command line asks for it; else empty.
 std::string text_about(int argc, char** argv) {
     for (int i = 1; i < argc && argv[i] != std::string_view("--"); ++i) {
         const std::string_view argument(argv[i]);

@@ -1,4 +1,4 @@
-// What net-test does otherwise than its command line may suggest.
+// Notes on what net-test does differently from what its arguments suggest.
 #pragma once
 
 #include <string>

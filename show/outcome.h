@@ -1,4 +1,4 @@
-// What a test has come to, as net-test-show knows it.
+// The result of a test, as net-test-show knows it.
 #pragma once
 
 #include <array>

@@ -1,4 +1,4 @@
-// Text for people and programs, put together.
+// Helpers that format text.
 #pragma once
 
 #include <cstdint>

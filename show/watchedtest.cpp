@@ -24,12 +24,12 @@ namespace {
 constexpr timeval sample_patience = {0, 300000};
 constexpr timeval signal_pause = {0, 100000};
 
-/// The way to whoever watches.
+/// The connection to the watching process.
 struct {
     int link = -1;
     int seconds = 0;  ///< of transfer, after which the test ends
 
-    /// Only the end of a test waits for the one who watches.
+    /// Only the last messages wait for the watching process.
     void tell(const STestMessage& message, bool mayWait) const {
         send(link, &message, sizeof(message), MSG_NOSIGNAL | (mayWait ? 0 : MSG_DONTWAIT));
     }
