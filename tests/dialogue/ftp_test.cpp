@@ -439,6 +439,7 @@ TEST_F(FtpRun, UploadsAreTimedUntilTheyHaveArrived) {
     EXPECT_EQ(5242880, received);
     EXPECT_GE(ka_tv_span_msecs(test->m_tvTranStart, test->m_tvTranEnd), 380);
     EXPECT_LT(test->m_iAvgSpeed, 13500000);
+    EXPECT_GT(test->m_iAvgSpeed, 1000000);
 }
 
 TEST_F(FtpRun, HostileControlConnections) {

@@ -89,6 +89,9 @@ TEST(Show, JsonEscapesWhatIsForeign) {
     EXPECT_NE(std::string::npos, text.find("[\"http://\\u0022x\\u005c\\u000a\\u00ff\xC3\xA4\"]"))
         << text;
     EXPECT_NE(std::string::npos, text.find("\"verdict\": \"unfinished\", \"reason\": null"));
+    EXPECT_NE(
+        std::string::npos,
+        outcome_to_json(SOutcome(&http_record, {})).find("\"overall_bytes_per_second\": null"));
 }
 
 TEST(Show, OnlyARecordThatWasWatchedIsAbandoned) {

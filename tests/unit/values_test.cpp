@@ -48,26 +48,22 @@ TEST(ValueCodecs, HardwareAddressesAndNumbers) {
     }
 }
 
-TEST(ValueCodecs, NamesOfEnumerations) {
-    char text[64];
-    edev_type_type device = DEV_TYPE_UNKNOWN;
-    for (const char* name : {"ether", "unknown"}) {
-        CNetBase::readDeviceType(name, &device);
-        CNetBase::writeDeviceType(device, text);
-        EXPECT_STREQ(name, text);
-    }
-    enet_proto_type protocol = NET_PROTO_PPP_PPPOE;
-    for (const char* name : {"ppp-dialup", "inet4-dhcp", "inet6-dhcp", "off"}) {
-        CNetBase::readNetprotoType(name, &protocol);
-        CNetBase::writeNetprotoType(protocol, text);
-        EXPECT_STREQ(name, text);
-    }
-    int truth = 2;
-    for (const char* name : {"true", "false"}) {
-        CNetBase::readBoolValue(name, &truth);
-        CNetBase::writeBoolValue(truth, text);
-        EXPECT_STREQ(name, text);
-    }
+TEST(ValueCodecs, NamesAreReadAndWritten) {
+    const auto check = [](auto value, auto read, auto write, const Row& names) {
+        for (const std::string& name : names) {
+            char text[64];
+            read(name.c_str(), &value);
+            write(value, text);
+            EXPECT_EQ(name, text);
+        }
+    };
+    check(DEV_TYPE_UNKNOWN, CNetBase::readDeviceType, CNetBase::writeDeviceType,
+          {"ether", "unknown"});
+    check(NET_PROTO_PPP_PPPOE, CNetBase::readNetprotoType, CNetBase::writeNetprotoType,
+          {"ppp-dialup", "inet4-dhcp", "inet6-dhcp", "off"});
+    check(NET_STEP_INIT, CNetBase::readStatusType, CNetBase::writeStatusType, {"pass", "unknown"});
+    check(PPP_AUTH_PAP, CNetBase::readPPPAuthType, CNetBase::writePPPAuthType, {"chap", "unknown"});
+    check(2, CNetBase::readBoolValue, CNetBase::writeBoolValue, {"true", "false"});
 }
 
 TEST(Clock, Arithmetic) {
