@@ -106,6 +106,7 @@ TEST_F(HttpRun, Outcomes) {
         307 with body   | holds  | 6 6666 2  | |       | HTTP/1.1 307 M\r\nContent-Length: 4\r\nLocation: http://127.0.0.1:PORT/c\r\n\r\nbody | HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nhi
         200 Location    | closes | 6 6666 0  | |       | HTTP/1.1 200 OK\r\nLocation: http://x/\r\nContent-Length: 0\r\n\r\n
         no host         | closes | 5 5000 0  | no host, or a part that is too long, in the URL /c |       | HTTP/1.1 301 M\r\nLocation: /c\r\n\r\n
+        unknown host    | closes | 5 5000 0  | no.such. does not resolve |  | HTTP/1.1 301 M\r\nLocation: http://no.such./\r\n\r\n
         ended meanwhile | closes | 5 4000 0  | |       | HTTP/1.1 301 M\r\nLocation: http://127.0.0.1:PORT/exit\r\n\r\n)")) {
         const Row responses(c.begin() + 5, c.end());
         config.head_timeout = c[4] == "soon" ? timeval{0, 200000} : timeval{20, 0};
