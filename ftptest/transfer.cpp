@@ -112,8 +112,8 @@ void CNetTest_FtpBase::endOfData(const timeval& now) {
     m_tvTranEnd = now;
 }
 
-/// While it runs, m_iDataSendSize is what the peer's kernel has acknowledged; from its end on, what
-/// our kernel took.
+/// While it runs, and when the test is told to exit, m_iDataSendSize is what the peer's kernel has
+/// acknowledged; otherwise it ends as what our kernel took.
 int CNetTest_FtpBase::upload(SRun& run) {
     if (m_stFtpBaseConfig.do_put == 0)
         return 0;
@@ -122,9 +122,9 @@ int CNetTest_FtpBase::upload(SRun& run) {
     const int result = sendFile(run, sender);
     if (result == 0)
         awaitDelivery(run, sender);
-    m_iDataSendSize = run.sent;
     if (isExecExit())
         return -1;
+    m_iDataSendSize = run.sent;
     if (result == 0)
         passTransfer(m_tvTranEnd);
     return 0;

@@ -144,7 +144,10 @@ int CNetTest_HttpBase::receiveHead(SRun& run) {
             if (isExecExit())
                 return -1;
         } else if (!run.buffer.grow(buffer_max)) {
-            setReason("the answer's head is longer than %zu bytes", run.buffer.size());
+            if (run.buffer.size() < buffer_max)
+                setReason("not enough memory for the answer's head");
+            else
+                setReason("the answer's head is longer than %zu bytes", buffer_max);
             return -1;
         }
     } while (true);

@@ -84,7 +84,7 @@ std::string chart_row(const std::vector<SSample>& samples, size_t columns, bool 
     constexpr std::array<const char*, 8> blocks = {"▁", "▂", "▃", "▄", "▅", "▆", "▇", "█"};
     constexpr std::array<const char*, 8> letters = {"_", ".", ":", "-", "=", "+", "*", "#"};
     constexpr size_t indent = 2;
-    if (samples.empty() || columns <= indent)
+    if (samples.empty() || samples.back().msecs == 0 || columns <= indent)
         return "";
     const int64_t end = samples.back().msecs;
     const int64_t highest = highest_speed(samples);

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -205,7 +206,9 @@ void watch_run(const SRequest& request, const SRecordKind& kind, CTestRun* test)
 }
 
 int write_chart(const SRequest& request, const SOutcome& outcome) {
-    const CStream file(fopen(request.chart, "we"));
+    constexpr int mode = O_WRONLY | O_CREAT | O_TRUNC | O_NOCTTY | O_NONBLOCK | O_CLOEXEC;
+    CDescriptor descriptor(open(request.chart, mode, 0666));
+    const CStream file(descriptor.isOpen() ? fdopen(descriptor.release(), "w") : nullptr);
     std::string title = outcome.kind->title;
     if (outcome.report->facts.host[0] != '\0')
         title += std::string(", ") + outcome.report->facts.host;
@@ -265,8 +268,13 @@ int run_test(const SRequest& request) {
         status = show_run(request, *kind, test);
         interrupted_by = test.interruptedBy();
     }
-    if (interrupted_by != 0)
+    if (interrupted_by != 0) {
+        sigset_t own;
+        sigemptyset(&own);
+        sigaddset(&own, interrupted_by);
+        sigprocmask(SIG_UNBLOCK, &own, nullptr);
         raise(interrupted_by);
+    }
     return status;
 }
 
@@ -293,6 +301,7 @@ void end_without_memory() {
 int main(int argc, char** argv) {
     std::set_new_handler(end_without_memory);
     fill_standard_descriptors();
+    disarm_write_signals();
     hide_passwords(argc, argv);
     const std::string about = text_about(argc, argv);
     if (!about.empty())

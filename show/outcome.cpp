@@ -11,10 +11,12 @@ const std::array<SPhaseTime, 5> phase_times = {{
 }};
 
 SOutcome::EVerdict SOutcome::verdict() const {
-    if (!ended.empty())
+    if (!ended.empty() && !isRefused)
         return EVerdict::ended;
+    if (record.isRunning() && isOver)
+        return reason().empty() ? EVerdict::unfinished : EVerdict::failed;
     if (record.isRunning())
-        return isOver ? EVerdict::unfinished : EVerdict::running;
+        return EVerdict::running;
     return record.hasPassed() && !isRefused ? EVerdict::passed : EVerdict::failed;
 }
 
@@ -34,11 +36,11 @@ const char* SOutcome::verdictText() const {
 }
 
 std::string SOutcome::reason() const {
-    if (!ended.empty())
+    if (!ended.empty() && !isRefused)
         return ended;
-    if (report == nullptr || verdict() == EVerdict::passed)
+    if (report == nullptr || (record.hasPassed() && !isRefused))
         return "";
-    if (isRefused && record.hasPassed())
+    if (isRefused && (record.hasPassed() || !ended.empty()))
         return "server answered " + std::to_string(report->facts.httpStatus) + " " +
                report->facts.httpReason;
     return report->facts.reason;

@@ -5,7 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
+#include <cmath>
 #include <cstring>
 
 #include "netbase/support/clock.h"
@@ -20,7 +20,7 @@ constexpr int empty_retries = 10;
 constexpr timeval retry_pause = {0, 20000};
 
 /// An FTP test whose server takes almost a minute for each reply rewrites nothing for 9 minutes.
-constexpr int64_t abandoned_seconds = 600;
+constexpr int abandoned_seconds = 600;
 
 /// Reads the file's bytes, which for a record are few; false with `why` when it can't be read.
 bool read_file(const char* path, std::string* bytes, timespec* written, std::string* why) {
@@ -41,7 +41,7 @@ bool read_file(const char* path, std::string* bytes, timespec* written, std::str
 
 bool SReading::isOld() const {
     // A clock that was set back makes old records young, but seldom by so little.
-    const int64_t age = int64_t{time(nullptr)} - written.tv_sec;
+    const double age = std::difftime(time(nullptr), written.tv_sec);
     return record.isRunning() && std::abs(age) > abandoned_seconds;
 }
 

@@ -8,7 +8,7 @@ const std::array<const SRecordKind*, 3> record_kinds = {&ftp_get_record, &ftp_pu
 
 const SRecordKind* find_record_kind(std::string_view name) {
     for (const SRecordKind* kind : record_kinds) {
-        if (name == kind->name)
+        if (name == kind->name || name == kind->path)
             return kind;
     }
     return nullptr;

@@ -19,6 +19,10 @@ namespace {
 
 /// How long a test may take to end in an orderly way once it was told to.
 constexpr timeval end_patience = {2, 0};
+/// What comes within this time is one and the same signal, sent to a process and to its group.
+constexpr timeval same_signal = {0, 500000};
+
+constexpr size_t redirects_max = 100;
 
 /// The process of the test ends with the one that watches it.
 void end_with_parent(pid_t parent) {
@@ -60,9 +64,6 @@ bool CTestRun::start(int argc, const char* const* argv, int seconds, int traces,
         m_pid = fork();
         if (m_pid == 0) {
             end_with_parent(parent);
-            sigset_t none;
-            sigemptyset(&none);
-            sigprocmask(SIG_SETMASK, &none, nullptr);
             if (traces >= 0)
                 dup2(traces, STDOUT_FILENO);
             run_watched_test(argc, argv, others.get(), seconds, traces >= 0);
@@ -78,7 +79,7 @@ bool CTestRun::wait(int msecs) {
     poll(fds, 2, msecs);
     if ((fds[1].revents & POLLIN) != 0)
         takeSignal();
-    if (ka_tv_isset(m_killTime) && ka_tv_later(ka_now(), m_killTime))
+    if (m_interruptedBy != 0 && ka_tv_later(ka_now(), ka_tv_add(m_interruptTime, end_patience)))
         kill(m_pid, SIGKILL);
     STestMessage message{};
     ssize_t size = 0;
@@ -106,6 +107,8 @@ void CTestRun::takeMessage(const STestMessage& message) {
             break;
         case STestMessage::EKind::redirect: {
             m_report.samples.clear();
+            if (m_report.redirects.size() >= redirects_max)
+                break;
             m_report.redirects.push_back(printable(message.url));
             for (const std::string& note : notes_on_redirect(message.url))
                 m_report.notes.push_back(note);
@@ -122,10 +125,16 @@ void CTestRun::takeSignal() {
     signalfd_siginfo info{};
     if (read(m_signalFile.get(), &info, sizeof(info)) != sizeof(info))
         return;
-    kill(m_pid, m_interruptedBy == 0 ? SIGTERM : SIGKILL);
+    const timeval now = ka_now();
+    const bool is_first = m_interruptedBy == 0;
+    if (!is_first && !ka_tv_later(now, ka_tv_add(m_interruptTime, same_signal)))
+        return;
+    kill(m_pid, is_first ? SIGTERM : SIGKILL);
     kill(m_pid, SIGCONT);  // it may have been stopped
+    if (!is_first)
+        return;
     m_interruptedBy = static_cast<int>(info.ssi_signo);
-    m_killTime = ka_tv_add(ka_now(), end_patience);
+    m_interruptTime = now;
 }
 
 void CTestRun::reap() {

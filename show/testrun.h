@@ -58,7 +58,7 @@ class CTestRun {
     int m_tracesError = 0;
     timeval m_started{};
     timeval m_lastMove{};
-    timeval m_killTime{};  ///< when a test that was told to end is killed
+    timeval m_interruptTime{};  ///< when it was told so
     SRecord m_record{};
     bool m_isRecordKnown = false;
     STestReport m_report;

@@ -10,7 +10,6 @@
 
 #include "app/driver.h"
 #include "app/output.h"
-#include "app/process.h"
 #include "app/tracequeue.h"
 #include "measure/record.h"
 #include "netbase/port/sockaddr.h"
@@ -37,9 +36,12 @@ struct {
 
 bool is_time_up = false;
 
+/// Ends the test, and every wait from now on soon after it has begun.
 void end_test(int signal) {
-    is_time_up = is_time_up || signal == SIGALRM;
+    is_time_up = is_time_up || (signal == SIGALRM && !CNetBase::isExecExit());
     CNetBase::exitExec();
+    const itimerval timer{signal_pause, signal_pause};
+    setitimer(ITIMER_REAL, &timer, nullptr);
 }
 
 struct IWatched {
@@ -99,10 +101,15 @@ class CWatched : public Base, public IWatched {
 
   protected:
     virtual SRecord recordNow(bool inProgress) const = 0;
+    virtual bool isTransferring() const = 0;
     /// What differs: times of phases, the server.
     virtual void putFacts(STestFacts* facts) const = 0;
 
     void tellState(bool inProgress) {
+        if (!CNetBase::isExecExit() && !isTransferring()) {
+            const itimerval none{};
+            setitimer(ITIMER_REAL, &none, nullptr);
+        }
         STestMessage message{};
         message.kind = STestMessage::EKind::state;
         message.record = recordNow(inProgress);
@@ -137,6 +144,7 @@ class CWatchedFtp final : public CWatched<CNetTest_FtpBase> {
 
   protected:
     SRecord recordNow(bool inProgress) const override { return currentRecord(inProgress); }
+    bool isTransferring() const override { return m_eStepDataTran == NET_STEP_INPROGRESS; }
     void putFacts(STestFacts* facts) const override {
         facts->phaseMsecs.at(phase_connect) = msecs_of(m_tvCtrlConnStart, m_tvCtrlConnEnd);
         facts->phaseMsecs.at(phase_login) = msecs_of(m_tvCtrlConnEnd, m_tvLoginEnd);
@@ -165,6 +173,7 @@ class CWatchedHttp final : public CWatched<CNetTest_HttpBase> {
 
   protected:
     SRecord recordNow(bool) const override { return currentRecord(); }
+    bool isTransferring() const override { return m_eStepDownload == NET_STEP_INPROGRESS; }
     void putFacts(STestFacts* facts) const override {
         facts->phaseMsecs.at(phase_connect) = msecs_of(m_tvConnStart, m_tvConnEnd);
         facts->phaseMsecs.at(phase_head) = msecs_of(m_tvReqStart, m_tvHeadEnd);
@@ -176,8 +185,8 @@ class CWatchedHttp final : public CWatched<CNetTest_HttpBase> {
     bool m_isBegun = false;  ///< the next reset is a redirect
 };
 
-/// Signals end the test by the exit flag; those that a terminal sends to all of its processes are
-/// the watcher's business.
+/// Signals, which are blocked until then, end the test by the exit flag; those that a terminal
+/// sends to all of its processes are the watcher's business.
 void set_signals() {
     struct sigaction action {};
     action.sa_handler = end_test;  // without SA_RESTART: waits end, too
@@ -185,7 +194,9 @@ void set_signals() {
     sigaction(SIGALRM, &action, nullptr);
     for (const int signal : {SIGINT, SIGHUP})
         std::signal(signal, SIG_IGN);
-    disarm_write_signals();
+    sigset_t none;
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
 }
 
 }  // namespace

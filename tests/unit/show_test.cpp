@@ -1,6 +1,7 @@
 // What net-test-show makes of a command line, a test and its record.
 #include "app/driver.h"
 #include "httptest/httprecord.h"
+#include "netbase/support/textvalue.h"
 #include "show/chart.h"
 #include "show/description.h"
 #include "show/json.h"
@@ -77,6 +78,23 @@ TEST(Show, TheChartFollowsTheSamples) {
     EXPECT_EQ("  ██▁▁▅▅▅▅\n", chart_row(samples, 10, true).substr(52));
     EXPECT_EQ("", chart_row({}, 10, true));
     EXPECT_NE(std::string::npos, chart_picture(samples, "a<&b").find(">a&lt;&amp;b</text>"));
+}
+
+TEST(Show, VerdictsOfTestsThatAreOver) {
+    STestReport report;
+    SOutcome outcome(&http_record, running);
+    EXPECT_EQ("running", std::string(outcome.verdictText()));
+    outcome.isOver = true;
+    outcome.report = &report;
+    EXPECT_EQ("unfinished", std::string(outcome.verdictText()));
+    ka_copy_text(report.facts.reason, "not enough memory");
+    EXPECT_EQ("failed", std::string(outcome.verdictText()));
+    outcome.ended = "ended after 1 s, as asked";
+    EXPECT_EQ("ended", std::string(outcome.verdictText()));
+    report.facts.httpStatus = 404;
+    outcome.isRefused = true;
+    EXPECT_EQ("failed", std::string(outcome.verdictText()));
+    EXPECT_EQ("server answered 404 ", outcome.reason());
 }
 
 TEST(Show, JsonEscapesWhatIsForeign) {
