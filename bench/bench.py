@@ -135,7 +135,7 @@ def compared(title, clients, size, cpu):
 
 def table_of(rows):
     """A table in Markdown."""
-    lines = ["| client | what it does | MB/s | quartiles | of the better sink | of curl | CPU ms/GiB | of the last sink |",
+    lines = ["| client | what it does | MB/s | quartiles | speed / faster sink | speed / curl | CPU ms/GiB | CPU / last sink |",
              "|---|---|---|---|---|---|---|---|"]
     return lines + [f"| {name} | {r['does']} | {r['speed']:.0f} | {r['range'][0]:.0f} to {r['range'][1]:.0f} |"
                     f" {r['of_sink']:.2f} | {r['of_curl']:.2f} | {r['cpu']:.0f} | {r['of_sink_cpu']:.2f} |"
@@ -241,8 +241,8 @@ def report(folder, tables, link, costs, trace_rows, starts, size):
     lines += ["", "## Memory and system calls", "",
               "| client | peak KiB | system calls per GiB | system calls per receive or send |", "|---|---|---|---|"]
     lines += [f"| {name} | {peak} | {per_gib:.0f} | {per_move:.2f} |" for name, (peak, per_gib, per_move) in costs.items()]
-    lines += ["", "## Traces", "", "Time of an HTTP download, compared with a build that prints nothing:", "", *trace_rows, "",
-              "Differences of less than 5 % are within what the runs vary.",
+    lines += ["", "## Traces", "", "Extra time of an HTTP download with traces, compared with a build that prints nothing:", "", *trace_rows, "",
+              "The runs vary by some 5 %.",
               "", "## A fetch of 1 KiB", "", "| client | ms |", "|---|---|"]
     lines += [f"| {name} | {ms:.2f} |" for name, ms in starts.items()]
     lines += ["", "## Size", "", f"net-test has {size:.0f} KiB, stripped. Its C++ runtime is linked in.", ""]

@@ -66,7 +66,15 @@ CONF
 # start_proftpd: on port 21 of loopback, for "anonymous" with any password. What it is not told, it
 # asks the host for: the address of the host's name, the port of "ftp", who is banned.
 start_proftpd() {
-    cat >/tmp/proftpd.conf <<CONF
+    local module
+    # Since Debian 13 it is not built in.
+    module=$(find "$peers/usr/lib" -name mod_xfer.so)
+    : >/tmp/proftpd.conf
+    [ -z "$module" ] || cat >/tmp/proftpd.conf <<CONF
+ModulePath ${module%/*}
+LoadModule mod_xfer.c
+CONF
+    cat >>/tmp/proftpd.conf <<CONF
 ServerType standalone
 ServerName own
 DefaultServer on
