@@ -34,11 +34,12 @@ struct {
     }
 } teller;
 
-bool is_time_up = false;
+volatile std::sig_atomic_t is_time_up = 0;
 
 /// Ends the test, and every wait from now on soon after it has begun.
 void end_test(int signal) {
-    is_time_up = is_time_up || (signal == SIGALRM && !CNetBase::isExecExit());
+    if (signal == SIGALRM && !CNetBase::isExecExit())
+        is_time_up = 1;
     CNetBase::exitExec();
     const itimerval timer{signal_pause, signal_pause};
     setitimer(ITIMER_REAL, &timer, nullptr);
@@ -116,7 +117,7 @@ class CWatched : public Base, public IWatched {
         m_steps = message.record.steps;
         STestFacts& facts = message.facts;
         ka_copy_text(facts.reason, this->m_szReason);
-        facts.isTimeUp = is_time_up;
+        facts.isTimeUp = is_time_up != 0;
         facts.phaseMsecs.at(phase_resolve) = msecs_of(this->m_tvDnsStart, this->m_tvDnsEnd);
         facts.phaseMsecs.at(phase_transfer) = msecs_of(this->m_tvTranStart, this->m_tvTranEnd);
         putFacts(&facts);
