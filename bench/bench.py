@@ -223,7 +223,7 @@ def report(folder, tables, link, costs, trace_rows, starts, size):
     lines = ["# Speed and cost", "", *summary(tables), "",
              "![speed and CPU time of HTTP downloads with a CPU each](performance.svg)", "",
              "## How it was measured", "",
-             f"`./scripts/bench --report` wrote this page on {time.strftime('%Y-%m-%d')}, at commit"
+             f"The figures are from a run of `./scripts/bench --report` on {time.strftime('%Y-%m-%d')}, at commit"
              f" {os.environ.get('COMMIT', 'unknown')}.",
              f"Machine: {cpu[1] if cpu else platform.machine()}, {os.cpu_count()} CPUs, Linux {platform.release()}.",
              f"Servers: nginx {version(peer, 'nginx', '-v')} and vsftpd {version(peer, 'vsftpd', '-v')}, on CPU 0. Clients:"
